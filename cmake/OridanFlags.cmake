@@ -1,0 +1,29 @@
+# Flags that every target shares. Arithmetic is a contract here: no contraction of a*b+c into one
+# rounding, no fast-math, whatever else a build adds.
+add_library(oridan_flags INTERFACE)
+target_compile_features(oridan_flags INTERFACE cxx_std_20)
+target_compile_options(oridan_flags INTERFACE -ffp-contract=off -fvisibility=hidden -fvisibility-inlines-hidden)
+target_include_directories(oridan_flags INTERFACE "${CMAKE_SOURCE_DIR}")
+
+option(ORIDAN_WERROR "Treat warnings as errors" OFF)
+
+# Warnings for our own code. Tests use it without the conversion checks, which fire inside test macros.
+add_library(oridan_warnings INTERFACE)
+target_compile_options(oridan_warnings INTERFACE -Wall -Wextra -Wpedantic -Wshadow
+                                                 $<$<BOOL:${ORIDAN_WERROR}>:-Werror>)
+
+add_library(oridan_strict INTERFACE)
+target_link_libraries(oridan_strict INTERFACE oridan_flags oridan_warnings)
+target_compile_options(oridan_strict INTERFACE -Wconversion -Wdouble-promotion -Wfloat-conversion)
+
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+
+# One folder of the module: an OBJECT library named oridan_<folder>, linked into the module, into the
+# workbench's file tools and into the tests that look inside.
+function(oridan_folder name)
+  add_library(oridan_${name} OBJECT ${ARGN})
+  target_link_libraries(oridan_${name} PRIVATE oridan_strict)
+  target_compile_options(oridan_${name} PRIVATE -fno-semantic-interposition)
+  set_target_properties(oridan_${name} PROPERTIES POSITION_INDEPENDENT_CODE ON)
+endfunction()

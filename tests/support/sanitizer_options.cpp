@@ -1,0 +1,4 @@
+// Allocations that are too large must fail as they do without a sanitizer, so that their messages can be tested.
+extern "C" const char* __asan_default_options() {
+    return "allocator_may_return_null=1";
+}
