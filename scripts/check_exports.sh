@@ -1,0 +1,20 @@
+#!/usr/bin/env bash
+# check_exports.sh MODULE LIST
+# Compares the symbols that a module exports (demangled, sorted) with the list kept in the repository.
+# To accept a change: scripts/check_exports.sh MODULE --print > tests/exported/exports.txt
+set -euo pipefail
+module=$1 list=$2
+exported() {
+  # What a sanitizer build adds of its own does not count.
+  nm -D --defined-only -C "$module" | cut -d' ' -f3- | grep -vE '^(__asan|__odr_asan|__ubsan|__sanitizer|__start_|__stop_)' |
+    LC_ALL=C sort
+}
+if [ "$list" = --print ]; then
+  exported
+  exit 0
+fi
+if ! diff <(LC_ALL=C sort "$list") <(exported); then
+  echo "$module does not export what $list says (< listed, > exported)" >&2
+  exit 1
+fi
+echo "$(wc -l < "$list") exported symbols, all as listed"

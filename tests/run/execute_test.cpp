@@ -1,0 +1,546 @@
+// Every way in which a run ends, through a host process: result, calls in their order, files left.
+
+#include <cstdint>
+#include <cstring>
+#include <filesystem>
+#include <limits>
+#include <string>
+#include <vector>
+
+#include <sys/stat.h>
+
+#include <gtest/gtest.h>
+
+#include "tests/run/recording_host.h"
+#include "tests/support/ctc_bytes.h"
+#include "tests/support/temporary_folder.h"
+
+namespace {
+
+using Lines = std::vector<std::string>;
+
+using support::read_file;
+using support::write_file;
+
+// A float recording, channel by channel: a fixed pseudo-random background and a spike shape at every trigger.
+std::string recording_bytes(std::uint32_t channels, std::uint32_t samples, float fs,
+                            const std::vector<std::int32_t>& triggers) {
+    support::Bytes bytes;
+    bytes.u32(1).u32(0).u32(1).u32(1).u32(channels).u32(samples).f32(fs).u32(0);
+    std::uint32_t state = 12345;
+    for (std::uint32_t c = 0; c < channels; ++c) {
+        std::vector<float> signal(samples);
+        for (float& x : signal) {
+            state = state * 1664525U + 1013904223U;
+            x = static_cast<float>(static_cast<std::int32_t>(state >> 8) % 1000) / 100.0f;
+        }
+        for (const std::int32_t t : triggers) {
+            for (std::int32_t j = 0; j < 20; ++j) {
+                if (t + j >= 0 && t + j < static_cast<std::int32_t>(samples)) {
+                    signal[static_cast<std::size_t>(t + j)] +=
+                        static_cast<float>((j % 5 - 2) * 300 * static_cast<int>(c + 1));
+                }
+            }
+        }
+        for (const float x : signal) {
+            bytes.f32(x);
+        }
+    }
+    return bytes.str();
+}
+
+std::vector<std::int32_t> every(std::int32_t first, std::int32_t step, int count) {
+    std::vector<std::int32_t> triggers;
+    for (int i = 0; i < count; ++i) {
+        triggers.push_back(first + i * step);
+    }
+    return triggers;
+}
+
+class Execute : public testing::Test {
+protected:
+    void SetUp() override {
+        triggers = every(30, 50, 12);
+        write_file("rec.ctc", recording_bytes(2, 1000, 1000.0f, triggers));
+        script.dataFile = "rec.ctc";
+        script.protocolFile = "triggers.prt";
+        script.experiment = "Scanner";
+        script.conditions = {{"rest", {1, 2, 3}}, {"slice", triggers}};
+        script.answers = {2, 10, 20, 10, 2};
+    }
+
+    Lines expected(std::initializer_list<Lines> parts) const {
+        Lines all;
+        for (const Lines& part : parts) {
+            all.insert(all.end(), part.begin(), part.end());
+        }
+        return all;
+    }
+
+    const Lines opening{"tab", "log  ",
+                        "log // OridanSuite> Running EEG/MEG plugin (Artifact template removal with OBS method) ..."};
+    const Lines dataDialog{"open Please select the file with input data set:||*.ctc -> rec.ctc"};
+    const Lines copying{"busy",  "log // OridanSuite> Creating the output file ...", "update",
+                        "ready", "log // OridanSuite> Accessing data ...",           "busy"};
+    const Lines header{"log // OridanSuite> Reading OK.",
+                       "log // OridanSuite> FileVersion: 1",
+                       "log // OridanSuite> CompressionType: 0",
+                       "log // OridanSuite> NrOfCompressionParams: 0",
+                       "log // OridanSuite> DataType: 1",
+                       "log // OridanSuite> Number of channels : 2",
+                       "log // OridanSuite> Sampling frequency [Hz] : 1000.000000",
+                       "log // OridanSuite> Number of samples : 1000",
+                       "log // OridanSuite> Total data segment duration [min] : 0.016667",
+                       "log // OridanSuite> Total data segment duration [msec] : 1000",
+                       "ready"};
+    const Lines protocolDialog{
+        "open Please select the protocol file with artifact timing information:||*.prt -> triggers.prt"};
+    const Lines loading{"log // OridanSuite> Accessing protocol information ...", "busy", "clear", "load triggers.prt"};
+    const Lines conditions{"log // OridanSuite> Experiment Name : Scanner",
+                           "log // OridanSuite> Number of conditions : 2",
+                           "log // OridanSuite>>> Condition n.1 : rest",
+                           "log // OridanSuite>>>>> Nr. of trials : 3",
+                           "log // OridanSuite>>> Condition n.2 : slice",
+                           "log // OridanSuite>>>>> Nr. of trials : 12",
+                           "ready",
+                           "ask Please select the condition with the artifact triggers: [2 1..2] -> 2"};
+    const Lines windowDialogs{
+        "ask Temporal window definition:\nPlease enter pre-trigger time [ms]: [500 0..5000] -> 10",
+        "ask Temporal window definition:\nPlease enter post-trigger time [ms]: [1200 0..5000] -> 20"};
+    const Lines triggerFile{"busy", "ready"};
+    const Lines obsDialogs{"ask OBS Settings (1).\nPlease enter number of artifacts per segment: [100 10..12] -> 10",
+                           "ask OBS Settings (2).\nPlease enter number of desired PCs to keep in OBS: [3 1..10] -> 2"};
+
+    support::TemporaryFolder folder{support::TemporaryFolder::Use::asCurrentDirectory};
+    std::vector<std::int32_t> triggers;
+    HostScript script;
+};
+
+TEST_F(Execute, CompletedRunMakesEveryCallInOrder) {
+    const HostRun run = execute_module(script);
+    EXPECT_TRUE(run.result);
+    EXPECT_EQ(run.calls, expected({opening,
+                                   dataDialog,
+                                   copying,
+                                   header,
+                                   protocolDialog,
+                                   loading,
+                                   conditions,
+                                   windowDialogs,
+                                   triggerFile,
+                                   obsDialogs,
+                                   {"busy",
+                                    "log // OridanSuite> Resulting number of segments: 2",
+                                    "update",
+                                    "log ",
+                                    "log ",
+                                    "log // OridanSuite>>>>>> Processing segment 1/2 of channel 1 / 2  ...",
+                                    "update",
+                                    "log // OridanSuite>>>>>> Processing segment 2/2 of channel 1 / 2  ...",
+                                    "update",
+                                    "log ",
+                                    "log ",
+                                    "log // OridanSuite>>>>>> Processing segment 1/2 of channel 2 / 2  ...",
+                                    "update",
+                                    "log // OridanSuite>>>>>> Processing segment 2/2 of channel 2 / 2  ...",
+                                    "update",
+                                    "log ",
+                                    "log ",
+                                    "log // OridanSuite> Closing the output file ...",
+                                    "update",
+                                    "ready",
+                                    "log // OridanSuite> Artifact template removal completed!",
+                                    "log  "}}));
+}
+
+TEST_F(Execute, CompletedRunCleansTheWindowsAndNothingElse) {
+    const std::string before = read_file("rec.ctc");
+    ASSERT_TRUE(execute_module(script).result);
+    EXPECT_EQ(read_file("rec.ctc"), before) << "the input is never changed";
+    const std::string after = read_file("rec_OBS.ctc");
+    ASSERT_EQ(after.size(), before.size());
+    const std::size_t headerBytes = before.size() - 2 * 1000 * sizeof(float);
+    EXPECT_EQ(after.substr(0, headerBytes), before.substr(0, headerBytes));
+    std::vector<float> x(2000), y(2000);
+    std::memcpy(x.data(), before.data() + headerBytes, 8000);
+    std::memcpy(y.data(), after.data() + headerBytes, 8000);
+    double powerBefore = 0;
+    double powerAfter = 0;
+    for (int i = 0; i < 2000; ++i) {
+        const int phase = (i % 1000 - 30 + 10 + 50) % 50; // windows reach from 10 before a trigger to 20 after it
+        const bool inWindow = i % 1000 >= 20 && i % 1000 < 600 + 20 && phase <= 30;
+        if (inWindow) {
+            powerBefore += static_cast<double>(x[i]) * x[i];
+            powerAfter += static_cast<double>(y[i]) * y[i];
+        } else {
+            EXPECT_EQ(x[i], y[i]) << "sample " << i;
+        }
+    }
+    EXPECT_GT(powerBefore, 100 * powerAfter);
+}
+
+TEST_F(Execute, TrialFileHoldsTheTimeOfTheSampleBeforeEachTrigger) {
+    script.conditions = {{"slice", every(1, 1000, 10)}};
+    script.answers = {1, 0, 1, 10, 1};
+    execute_module(script);
+    EXPECT_EQ(read_file("_slice.trl"), "0 slice\n1e+06 slice\n2e+06 slice\n3e+06 slice\n4e+06 slice\n5e+06 slice\n"
+                                       "6e+06 slice\n7e+06 slice\n8e+06 slice\n9e+06 slice\n");
+}
+
+TEST_F(Execute, TrialTimesAreRoundedToFloatAndPrintedWithSixDigits) {
+    script.conditions = {{"x", {124, 0, -1, 1235, 2, 3, 4, 5, 6, 7}}};
+    script.answers = {1, 0, 1, 10, 1};
+    write_file("rec.ctc", recording_bytes(1, 2000, 5000.0f, {}));
+    execute_module(script);
+    EXPECT_EQ(read_file("_x.trl"), "24600 x\n-200 x\n-400 x\n246800 x\n200 x\n400 x\n600 x\n800 x\n1000 x\n1200 x\n");
+}
+
+TEST_F(Execute, MicrosecondProtocolLogsItsValuesAndConvertsThemToSamples) {
+    std::vector<std::int32_t> times;
+    for (const std::int32_t t : triggers) {
+        times.push_back(t * 1000); // at 1000 Hz
+    }
+    ASSERT_TRUE(execute_module(script).result);
+    const std::string withSamples = read_file("rec_OBS.ctc");
+    script.timeResolution = 2;
+    script.conditions[1].intervals = times;
+    ASSERT_TRUE(execute_module(script).result);
+    EXPECT_EQ(read_file("rec_OBS.ctc"), withSamples);
+    EXPECT_EQ(read_file("_slice.trl").substr(0, 24), "30000 slice\n80000 slice\n");
+}
+
+TEST_F(Execute, ConditionNameIsAFormatTextInTheFileNameAndItselfInTheLines) {
+    script.conditions = {{"R%d", triggers}};
+    script.answers = {1, 10, 20, 10, 2};
+    ASSERT_TRUE(execute_module(script).result);
+    EXPECT_EQ(read_file("_R0.trl").substr(0, 10), "29000 R%d\n");
+    EXPECT_FALSE(std::filesystem::exists("_R%d.trl"));
+}
+
+TEST_F(Execute, ConditionNameThatFillsItsFieldIsCut) {
+    script.conditions = {{std::string(256, 'n'), triggers}};
+    script.answers = {1, 10, 20, 10, 2};
+    const HostRun run = execute_module(script);
+    EXPECT_TRUE(run.result);
+    const Lines listed = run.starting_with("log // OridanSuite>>> Condition n.1 : ");
+    ASSERT_EQ(listed.size(), 1U);
+    EXPECT_EQ(listed[0], "log // OridanSuite>>> Condition n.1 : " + std::string(256, 'n'));
+}
+
+TEST_F(Execute, LastFourCharactersOfTheInputAreCutWhateverTheyAre) {
+    std::filesystem::rename("rec.ctc", "data.eeg");
+    script.dataFile = "data.eeg";
+    ASSERT_TRUE(execute_module(script).result);
+    EXPECT_TRUE(std::filesystem::exists("data_OBS.ctc"));
+    std::filesystem::rename("data.eeg", "12345");
+    script.dataFile = "12345";
+    ASSERT_TRUE(execute_module(script).result);
+    EXPECT_TRUE(std::filesystem::exists("1_OBS.ctc"));
+}
+
+TEST_F(Execute, ShortWindowIsTruncatedTowardZero) {
+    // 250 Hz: 3 ms are 0.75 samples, so none before the trigger; 39 ms are 9.75, so nine after it.
+    write_file("rec.ctc", recording_bytes(1, 400, 250.0f, {}));
+    script.conditions = {{"x", every(0, 20, 10)}};
+    script.answers = {1, 3, 39, 10, 1};
+    ASSERT_TRUE(execute_module(script).result);
+    const std::string before = read_file("rec.ctc");
+    const std::string after = read_file("rec_OBS.ctc");
+    const std::size_t data = before.size() - 1600;
+    for (std::size_t i = 0; i < 400; ++i) {
+        const bool changed = before.substr(data + 4 * i, 4) != after.substr(data + 4 * i, 4);
+        EXPECT_EQ(changed, i < 200 && i % 20 < 10) << "sample " << i;
+    }
+}
+
+TEST_F(Execute, SegmentsAreCountedUp) {
+    const struct {
+        int trials;
+        int perSegment;
+        const char* line;
+    } cases[] = {{250, 100, "log // OridanSuite> Resulting number of segments: 3"},
+                 {200, 100, "log // OridanSuite> Resulting number of segments: 2"},
+                 {100, 100, "log // OridanSuite> Resulting number of segments: 1"}};
+    write_file("rec.ctc", recording_bytes(1, 3000, 1000.0f, every(0, 10, 250)));
+    for (const auto& c : cases) {
+        script.conditions = {{"x", every(0, 10, c.trials)}};
+        script.answers = {1, 0, 5, c.perSegment, 1};
+        EXPECT_EQ(execute_module(script).starting_with("log // OridanSuite> Resulting").at(0), c.line);
+    }
+}
+
+TEST_F(Execute, TooOldVersionEndsWithABox) {
+    for (const std::vector<int>& version : std::vector<std::vector<int>>{{1, 8, 2}, {1, 7, 9}, {0, 99, 99}}) {
+        std::copy(version.begin(), version.end(), script.version);
+        const HostRun run = execute_module(script);
+        EXPECT_FALSE(run.result);
+        EXPECT_EQ(run.calls, Lines{"box Can not execute this plugin - Nivora version 1.8.3 or higher required."});
+    }
+    EXPECT_FALSE(std::filesystem::exists("rec_OBS.ctc"));
+}
+
+TEST_F(Execute, NewerVersionsPass) {
+    for (const std::vector<int>& version : std::vector<std::vector<int>>{{1, 8, 3}, {1, 9, 0}, {2, 0, 0}}) {
+        std::copy(version.begin(), version.end(), script.version);
+        EXPECT_TRUE(execute_module(script).result);
+    }
+}
+
+TEST_F(Execute, NoVolumeDocumentEndsWithFalse) {
+    script.hasVolume = false;
+    const HostRun run = execute_module(script);
+    EXPECT_FALSE(run.result);
+    EXPECT_EQ(run.calls, expected({opening, {"log // OridanSuite>  Could not get VMR!"}}));
+}
+
+TEST_F(Execute, NoDataFileEndsWithFalse) {
+    for (const char* chosen : {"", "abc"}) { // a path too short to cut four characters counts as none
+        script.dataFile = chosen;
+        const HostRun run = execute_module(script);
+        EXPECT_FALSE(run.result);
+        EXPECT_EQ(run.calls,
+                  expected({opening,
+                            {std::string("open Please select the file with input data set:||*.ctc -> ") + chosen,
+                             "log // OridanSuite> Data file not selected correctly. Exiting plugin."}}));
+    }
+}
+
+TEST_F(Execute, UnreadableRecordingEndsWithTrueAndTheCursorBusy) {
+    const Lines ending{"log // OridanSuite> Error reading CTC file. Exiting plugin."};
+    write_file("rec.ctc", "no recording");
+    HostRun run = execute_module(script);
+    EXPECT_TRUE(run.result);
+    EXPECT_EQ(run.calls, expected({opening, dataDialog, copying, ending}));
+    EXPECT_EQ(read_file("rec_OBS.ctc"), "no recording");
+
+    std::filesystem::remove("rec.ctc"); // nothing to copy: an empty output
+    run = execute_module(script);
+    EXPECT_TRUE(run.result);
+    EXPECT_EQ(run.calls, expected({opening, dataDialog, copying, ending}));
+    EXPECT_EQ(read_file("rec_OBS.ctc"), "");
+}
+
+TEST_F(Execute, OutputThatCannotBeWrittenEndsLikeAnUnreadableRecording) {
+    std::filesystem::create_directory("rec_OBS.ctc");
+    const std::string before = read_file("rec.ctc");
+    const HostRun run = execute_module(script);
+    EXPECT_TRUE(run.result);
+    EXPECT_EQ(
+        run.calls,
+        expected({opening, dataDialog, copying, {"log // OridanSuite> Error reading CTC file. Exiting plugin."}}));
+    EXPECT_EQ(read_file("rec.ctc"), before);
+}
+
+TEST_F(Execute, OutputNameThatIsTheInputItselfLeavesItUntouched) {
+    std::filesystem::create_symlink("rec.ctc", "rec_OBS.ctc");
+    const std::string before = read_file("rec.ctc");
+    const HostRun run = execute_module(script);
+    EXPECT_TRUE(run.result);
+    EXPECT_EQ(run.calls.back(), "log // OridanSuite> Error reading CTC file. Exiting plugin.");
+    EXPECT_EQ(read_file("rec.ctc"), before);
+}
+
+TEST_F(Execute, PipesAreNotWaitedFor) {
+    std::filesystem::remove("rec.ctc");
+    ASSERT_EQ(mkfifo("rec.ctc", 0600), 0);
+    EXPECT_EQ(execute_module(script).calls.back(), "log // OridanSuite> Error reading CTC file. Exiting plugin.");
+    std::filesystem::remove("rec.ctc");
+    std::filesystem::remove("rec_OBS.ctc");
+    write_file("rec.ctc", recording_bytes(2, 1000, 1000.0f, triggers));
+    ASSERT_EQ(mkfifo("rec_OBS.ctc", 0600), 0);
+    EXPECT_EQ(execute_module(script).calls.back(), "log // OridanSuite> Error reading CTC file. Exiting plugin.");
+}
+
+TEST_F(Execute, NoProtocolFileEndsWithFalseAndLeavesTheCopy) {
+    script.protocolFile = "";
+    const HostRun run = execute_module(script);
+    EXPECT_FALSE(run.result);
+    EXPECT_EQ(run.calls, expected({opening,
+                                   dataDialog,
+                                   copying,
+                                   header,
+                                   {"open Please select the protocol file with artifact timing information:||*.prt -> ",
+                                    "log // OridanSuite> Protocol file not specified correctly. Exiting plugin."}}));
+    EXPECT_EQ(read_file("rec_OBS.ctc"), read_file("rec.ctc"));
+}
+
+TEST_F(Execute, ProtocolThatDoesNotApplyEndsWithTrue) {
+    script.protocolApplies = false;
+    const HostRun run = execute_module(script);
+    EXPECT_TRUE(run.result);
+    EXPECT_EQ(run.calls, expected({opening,
+                                   dataDialog,
+                                   copying,
+                                   header,
+                                   protocolDialog,
+                                   loading,
+                                   {"log // OridanSuite> Protocol not applied to the current VMR/SRF. Exiting "
+                                    "plugin.",
+                                    "ready"}}));
+}
+
+TEST_F(Execute, ConditionThatIsNoneOfThemEndsWithTrue) {
+    for (const int answer : {0, -1, 3}) {
+        script.answers = {answer};
+        const HostRun run = execute_module(script);
+        EXPECT_TRUE(run.result);
+        Lines listing = conditions;
+        listing.back() =
+            "ask Please select the condition with the artifact triggers: [2 1..2] -> " + std::to_string(answer);
+        EXPECT_EQ(run.calls, expected({opening,
+                                       dataDialog,
+                                       copying,
+                                       header,
+                                       protocolDialog,
+                                       loading,
+                                       listing,
+                                       {"log // OridanSuite> Protocol condition not selected. Exiting plugin."}}));
+    }
+    EXPECT_FALSE(std::filesystem::exists("_slice.trl"));
+}
+
+TEST_F(Execute, ProtocolWithoutConditionsEndsWithTrue) {
+    script.conditions = {};
+    script.answers = {0};
+    const HostRun run = execute_module(script);
+    EXPECT_TRUE(run.result);
+    EXPECT_EQ(run.calls.back(), "log // OridanSuite> Protocol condition not selected. Exiting plugin.");
+}
+
+TEST_F(Execute, WindowWithoutSamplesEndsWithTrue) {
+    script.answers = {2, -1000, 20};
+    HostRun run = execute_module(script);
+    EXPECT_TRUE(run.result);
+    EXPECT_EQ(run.calls.back(), "log // OridanSuite> Temporal window not specified correctly. Exiting plugin.");
+    EXPECT_EQ(run.starting_with("ask").size(), 3U) << "both window dialogs come first";
+    EXPECT_FALSE(std::filesystem::exists("_slice.trl"));
+
+    write_file("rec.ctc", recording_bytes(1, 100, 3e9f, {})); // 1 s would be 3e9 samples
+    script.answers = {2, 0, 1000};
+    run = execute_module(script);
+    EXPECT_TRUE(run.result);
+    EXPECT_EQ(run.calls.back(), "log // OridanSuite> Temporal window not specified correctly. Exiting plugin.");
+}
+
+TEST_F(Execute, TooFewTriggersEndWithABoxAfterBothSettings) {
+    script.answers = {2, 10, 20, 13, 2};
+    const HostRun run = execute_module(script);
+    EXPECT_TRUE(run.result);
+    EXPECT_EQ(run.calls,
+              expected({opening,
+                        dataDialog,
+                        copying,
+                        header,
+                        protocolDialog,
+                        loading,
+                        conditions,
+                        windowDialogs,
+                        triggerFile,
+                        {"ask OBS Settings (1).\nPlease enter number of artifacts per segment: [100 10..12] -> 13",
+                         "ask OBS Settings (2).\nPlease enter number of desired PCs to keep in OBS: [3 1..13] -> 2",
+                         "box Too few artifact examples to cover the OBS segment!\nYou may try with a smaller OBS "
+                         "segment. Exiting plugin."}}));
+    EXPECT_EQ(read_file("rec_OBS.ctc"), read_file("rec.ctc"));
+    EXPECT_TRUE(std::filesystem::exists("_slice.trl"));
+}
+
+TEST_F(Execute, SettingsThatCannotBeUsedEndWithTrue) {
+    for (const std::vector<int>& settings : std::vector<std::vector<int>>{{0, 1}, {-1, -1}, {10, 11}}) {
+        script.answers = {2, 10, 20, settings[0], settings[1]};
+        const HostRun run = execute_module(script);
+        EXPECT_TRUE(run.result);
+        EXPECT_EQ(run.calls.back(), "log // OridanSuite> OBS settings not specified correctly. Exiting plugin.");
+        EXPECT_EQ(run.starting_with("log // OridanSuite> Resulting").size(), 0U);
+    }
+}
+
+TEST_F(Execute, NoComponentsMeansNothingIsSubtracted) {
+    script.answers = {2, 10, 20, 10, 0};
+    const HostRun run = execute_module(script);
+    EXPECT_TRUE(run.result);
+    EXPECT_EQ(run.starting_with("log // OridanSuite> Artifact template removal completed!").size(), 1U);
+    const std::string before = read_file("rec.ctc");
+    const std::string after = read_file("rec_OBS.ctc");
+    ASSERT_EQ(after.size(), before.size());
+    const std::size_t headerBytes = before.size() - 8000;
+    for (std::size_t i = 0; i < 2000; ++i) { // only the rounding of mean removal and back
+        float x = 0;
+        float y = 0;
+        std::memcpy(&x, &before[headerBytes + 4 * i], 4);
+        std::memcpy(&y, &after[headerBytes + 4 * i], 4);
+        EXPECT_NEAR(x, y, 1e-3f);
+    }
+}
+
+TEST_F(Execute, TrialFileThatCannotBeWrittenIsIgnored) {
+    std::filesystem::create_directory("_slice.trl");
+    EXPECT_TRUE(execute_module(script).result);
+    script.conditions[1].name = "no/such/folder";
+    EXPECT_TRUE(execute_module(script).result);
+}
+
+TEST_F(Execute, TriggersOutsideTheRecordingAreSkipped) {
+    script.conditions[1].intervals = {INT32_MIN, -1, 0, 9, 10, 500, 979, 980, 981, 1000, INT32_MAX, 200};
+    const HostRun run = execute_module(script);
+    EXPECT_TRUE(run.result);
+    EXPECT_EQ(read_file("rec_OBS.ctc").size(), read_file("rec.ctc").size());
+}
+
+TEST_F(Execute, RecordingCutShortIsLengthenedWithZerosAndCleaned) {
+    const std::string whole = read_file("rec.ctc");
+    write_file("rec.ctc", whole.substr(0, whole.size() - 2000));
+    const HostRun run = execute_module(script);
+    EXPECT_TRUE(run.result);
+    EXPECT_EQ(run.starting_with("log // OridanSuite> Artifact template removal completed!").size(), 1U);
+    const std::string after = read_file("rec_OBS.ctc");
+    ASSERT_EQ(after.size(), whole.size());
+    EXPECT_EQ(after.substr(whole.size() - 400), std::string(400, '\0'));
+}
+
+TEST_F(Execute, EpochedRecordingIsCopiedAndNotChanged) {
+    support::Bytes fields;
+    fields.u32(1).u32(0).u32(1).u32(3).u32(1).u32(100).f32(1000.0f);
+    fields.u32(1).u32(10).u32(5).u32(5); // one condition, 10 trials of 10 samples
+    const std::string bytes = fields.str() + std::string(400, 'x');
+    write_file("rec.ctc", bytes);
+    script.conditions = {{"x", every(0, 5, 10)}};
+    script.answers = {1, 0, 2, 10, 1};
+    testing::internal::CaptureStderr();
+    const HostRun run = execute_module(script);
+    const std::string errors = testing::internal::GetCapturedStderr();
+    EXPECT_TRUE(run.result);
+    EXPECT_EQ(read_file("rec_OBS.ctc"), bytes);
+    EXPECT_EQ(errors.substr(0, 51), "Unsupported SampleOrdering for this function.\nUnsup");
+}
+
+TEST_F(Execute, LongDurationWrapsInMilliseconds) {
+    std::string bytes = recording_bytes(1, 0, 1000.0f, {});
+    const std::uint32_t samples = 4294968; // times 1000 wraps to 704 at 32 bits
+    std::memcpy(&bytes[20], &samples, 4);
+    write_file("rec.ctc", bytes);
+    script.answers = {0};
+    const HostRun run = execute_module(script);
+    EXPECT_EQ(run.starting_with("log // OridanSuite> Total data segment duration [msec]").at(0),
+              "log // OridanSuite> Total data segment duration [msec] : 0");
+    EXPECT_EQ(run.starting_with("log // OridanSuite> Total data segment duration [min]").at(0),
+              "log // OridanSuite> Total data segment duration [min] : 71.582802");
+}
+
+TEST_F(Execute, SamplingFrequencyOfZeroOrNaNIsLoggedAndSafe) {
+    for (const float fs : {0.0f, std::numeric_limits<float>::quiet_NaN()}) {
+        write_file("rec.ctc", recording_bytes(1, 400, fs, {}));
+        const HostRun run = execute_module(script);
+        EXPECT_TRUE(run.result);
+        EXPECT_EQ(run.starting_with("log // OridanSuite> Total data segment duration [msec]").at(0),
+                  "log // OridanSuite> Total data segment duration [msec] : -2147483648");
+    }
+}
+
+TEST_F(Execute, RunsAreIndependent) {
+    ASSERT_TRUE(execute_module(script).result);
+    const std::string first = read_file("rec_OBS.ctc");
+    ASSERT_TRUE(execute_module(script).result);
+    EXPECT_EQ(read_file("rec_OBS.ctc"), first);
+}
+
+} // namespace
