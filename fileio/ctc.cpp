@@ -20,8 +20,7 @@ namespace {
 
 constexpr unsigned int copyBlockBytes = 655360;
 
-// Element code of the view of each DataType. DataType 5 (scaled float) is viewed as single bytes: kept on purpose,
-// recordings cleaned in place so far were addressed that way.
+// Element code of the view of each DataType. DataType 5 (scaled float) is viewed as single bytes: kept on purpose.
 unsigned int view_code(unsigned int dataType) {
     switch (dataType) {
     case 1:
@@ -149,6 +148,16 @@ void write_header(std::ostream& out, const CTCStruct* ctc) {
     }
 }
 
+// Whether a target is the file behind a view. Where the view's name no longer leads to a file (it was moved, or was
+// relative to another current directory), any existing target might be.
+bool may_be_backing_file(const transio_struct* view, const char* target) {
+    std::error_code error;
+    if (!std::filesystem::exists(view->fileName, error)) {
+        return std::filesystem::exists(target, error);
+    }
+    return std::filesystem::equivalent(view->fileName, target, error);
+}
+
 // Copies the samples of the view in whole blocks and a remainder. For DataType 5, whose view has single bytes, a
 // block of 163,840 elements carries that many bytes and is written as a full block, the rest of it as it was.
 bool copy_view(std::ostream& out, const CTCStruct* ctc) {
@@ -164,7 +173,9 @@ bool copy_view(std::ostream& out, const CTCStruct* ctc) {
     const unsigned long long total = total_samples(*ctc);
     for (unsigned long long first = 0; first < total; first += run) {
         const unsigned int count = static_cast<unsigned int>(std::min<unsigned long long>(run, total - first));
-        transio_read_buffer(ctc->FileView, first, count, block.get());
+        if (transio_read_buffer(ctc->FileView, first, count, block.get()) != count) {
+            return false; // the backing file was shortened meanwhile
+        }
         write_bytes(out, block.get(), static_cast<unsigned long long>(count) * size);
     }
     return true;
@@ -228,8 +239,7 @@ int WriteEntireCTC(CTCStruct* ctc, const char* fileName, unsigned int) {
     if (!can_be_written(ctc)) {
         return 0;
     }
-    std::error_code error;
-    if (ctc->FileView != nullptr && std::filesystem::equivalent(ctc->FileView->fileName, fileName, error)) {
+    if (ctc->FileView != nullptr && may_be_backing_file(ctc->FileView, fileName)) {
         return 0; // the samples would be truncated before they are copied
     }
     std::ofstream file(fileName, std::ios::binary | std::ios::trunc);
@@ -241,7 +251,12 @@ int WriteEntireCTC(CTCStruct* ctc, const char* fileName, unsigned int) {
         const std::streamoff dataPosition = file.tellp();
         const bool copied = copy_view(file, ctc);
         file.close();
-        return copied && rebind(ctc, fileName, static_cast<unsigned long long>(dataPosition)) ? 1 : 0;
+        if (!copied) {
+            std::error_code ignored;
+            std::filesystem::remove(fileName, ignored);
+            return 0;
+        }
+        return rebind(ctc, fileName, static_cast<unsigned long long>(dataPosition)) ? 1 : 0;
     }
     write_bytes(file, holder_of(ctc), total_samples(*ctc) * stored_size(ctc->DataType));
     return 1;

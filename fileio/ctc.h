@@ -52,8 +52,8 @@ struct CTCStruct {
 ///         every pointer is null and FileVersion is 1.
 /// Messages (standard error): "Datatype not yet supported." (2, or 6 and up), "SampleOrdering not yet
 /// supported." (0, or 7 and up), "Unsupported datatype." (0, in memory); other failures are silent.
-/// DataType 5 file-backed gets a view of single bytes, not floats: every access then moves `count` bytes, and
-/// only that many bytes are made sure of. Recordings written that way depend on it.
+/// DataType 5 file-backed gets a view of single bytes, not floats, kept on purpose: every access then moves `count`
+/// bytes, and the open makes sure of one byte per sample only.
 ORIDAN_API int ReadEntireCTC(CTCStruct* ctc, const char* fileName, unsigned int fileBacked);
 
 /// Writes a CTC file; a file-backed structure is bound to the new file afterwards.
@@ -61,7 +61,8 @@ ORIDAN_API int ReadEntireCTC(CTCStruct* ctc, const char* fileName, unsigned int 
 ///                     these call for present; otherwise refused. DataType 2 writes the header only.
 /// @param fileName     created or truncated; the structure's own backing file is refused.
 /// @param ignoredFlag  not used.
-/// @return 1, or 0 (silent). Stream errors while the samples are written are not noticed.
+/// @return 1, or 0 (silent). Stream errors while the samples are written are not noticed; samples that cannot be read
+///         from the backing file end the save with 0 and no file.
 ORIDAN_API int WriteEntireCTC(CTCStruct* ctc, const char* fileName, unsigned int ignoredFlag);
 
 /// Frees and nulls everything that the structure points to and closes its file. Header fields stay.

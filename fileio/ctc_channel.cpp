@@ -128,7 +128,8 @@ unsigned int set_samples(const float* src, CTCStruct* ctc, const Run& run, Store
         for (unsigned int i = 0; i < run.count; ++i) {
             stored[i] = fileio::stored_from<Stored>(src[i], run.scale, run.offset);
         }
-        transio_write_buffer(ctc->FileView, run.start + bulkShift, run.count, stored.get());
+        const unsigned long long target = static_cast<unsigned long long>(run.start) + bulkShift;
+        transio_write_buffer(ctc->FileView, target, run.count, stored.get());
     }
     return run.count;
 }
@@ -203,8 +204,8 @@ unsigned int SetChannelSamples(const float* src, CTCStruct* ctc, unsigned int ch
     if (!locate(ctc, channel, firstSample, count, &run)) {
         return 0;
     }
-    // Whole runs of 16- and 8-bit samples, channel by channel, are stored one run further on: kept on purpose,
-    // recordings cleaned in place so far hold their epochs there. No other path shifts.
+    // Whole runs of 16- and 8-bit samples, channel by channel, are stored one run further on: kept on purpose. No
+    // other path shifts.
     const unsigned int shift = ctc->SampleOrdering == 1 ? run.count : 0;
     switch (ctc->DataType) {
     case 1:

@@ -10,8 +10,10 @@
 /// Integers are truncated toward zero to 32 bits, and the low 16 or 8 bits stored: no rounding to nearest, no
 /// clipping, a value out of range wraps.
 /// Messages (standard error): "Unsupported SampleOrdering for this function." and "Unsupported Datatype.", both
-/// with result 0; the other refusals (no valid file, channel out of range, run past NrOfSamples) are silent.
-/// Unchecked: transfers. Elements outside the data section are neither read nor written.
+/// with result 0; the other refusals (no valid file, channel out of range, run past NrOfSamples, offsets or scales
+/// missing, no memory) are silent.
+/// Unchecked: transfers; the result is `count` even where nothing was moved. Elements outside the data section are
+/// neither read nor written. File-backed DataType 5 moves single bytes: `count` of them, or one per sample.
 
 /// @param dest  [0..count-1] out.
 /// @return count, or 0 (also for a count of 0).
@@ -21,6 +23,6 @@ ORIDAN_API unsigned int GetChannelSamples(float* dest, CTCStruct* ctc, unsigned 
 /// @param src  [0..count-1].
 /// @return count, or 0 (also for a count of 0).
 /// File-backed, SampleOrdering 1, DataType 3 or 4: the run is stored `count` samples later than firstSample, and
-/// nowhere if it would then pass the end of the data section. Recordings cleaned in place hold their epochs there.
+/// nowhere if it would then pass the end of the data section. Kept on purpose.
 ORIDAN_API unsigned int SetChannelSamples(const float* src, CTCStruct* ctc, unsigned int channel,
                                           unsigned int firstSample, unsigned int count);

@@ -4,7 +4,8 @@
 
 #include "fileio/ctc.h"
 
-/// What the whole-file operations of ctc.h and programs that stream recordings share. Internal to the module.
+/// The header of a CTC file, for the whole-file operations of ctc.h and for programs of ours that stream samples.
+/// Not exported.
 namespace fileio {
 
 enum class HeaderStatus {
@@ -25,8 +26,7 @@ void reset_ctc(CTCStruct* ctc);
 /// @param fileVersion  out, the version the file states.
 HeaderStatus read_ctc_header(std::istream& stream, CTCStruct* ctc, unsigned int* fileVersion);
 
-/// Elements of the data section, in 64 bits; a result above 0xFFFFFFFF (every larger one is returned as 2^32)
-/// cannot be addressed. 0 for an unknown ordering.
+/// Elements of the data section; 2^32 stands for any count that cannot be addressed. 0 for an unknown ordering.
 unsigned long long total_samples(const CTCStruct& ctc);
 
 /// Bytes of one stored element: 4, 2 or 1; 0 for a DataType without samples of its own.

@@ -44,9 +44,6 @@ void IOSReadCString(std::fstream& stream, char* buf, long size) {
 }
 
 void IOSWriteCString(std::fstream& stream, const char* str, long size) {
-    if (size <= 0) {
-        return;
-    }
     long length = 0;
     while (length < size - 1 && str[length] != '\0') {
         ++length;

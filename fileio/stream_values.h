@@ -22,5 +22,5 @@ ORIDAN_API void IOSReadULong(std::fstream& stream, unsigned int* dest, unsigned 
 ORIDAN_API void IOSReadCString(std::fstream& stream, char* buf, long size);
 
 /// Writes the characters of str up to its NUL, at most size - 1 of them, then one NUL: the field on disk is as
-/// long as its string. A size of 0 or less writes nothing.
+/// long as its string. A size of 1 or less writes the NUL alone.
 ORIDAN_API void IOSWriteCString(std::fstream& stream, const char* str, long size);

@@ -7,9 +7,14 @@
 
 namespace {
 
-// Elements in lo..hi; an empty or inverted range has none. Formed in unsigned arithmetic, so that no bounds overflow.
+// Elements in lo..hi; an empty or inverted range has none. Formed in unsigned arithmetic, so that no bounds overflow;
+// the full range of long, whose count does not fit, is one short and just as impossible to allocate.
 std::size_t range_size(long lo, long hi) {
-    return hi < lo ? 0 : static_cast<std::size_t>(hi) - static_cast<std::size_t>(lo) + 1;
+    if (hi < lo) {
+        return 0;
+    }
+    const std::size_t span = static_cast<std::size_t>(hi) - static_cast<std::size_t>(lo);
+    return span == SIZE_MAX ? span : span + 1;
 }
 
 // A block of a*b*c elements, or null when it cannot be had. Never null for 0 elements.
@@ -127,7 +132,7 @@ void nrerror(const char* message) {
     std::exit(1);
 }
 
-// fvector names itself vector() in its message; scripts that watch for it know that text.
+// fvector names itself vector() in its message: kept on purpose.
 float* fvector(long nl, long nh) {
     return make_vector<float>(nl, nh, "allocation failure in vector()");
 }

@@ -1,8 +1,12 @@
 #include "numerics/dense.h"
 
 // The order of every sum below is part of the interface: results are compared bit for bit.
+// An inner count of 0 or less writes nothing either, not zeros.
 
 void matrix_matrix_mult(float** a, float** b, float** c, int m, int n, int p) {
+    if (n <= 0) {
+        return;
+    }
     for (int i = 0; i < m; ++i) {
         for (int j = 0; j < p; ++j) {
             float sum = 0.0f;
@@ -15,8 +19,11 @@ void matrix_matrix_mult(float** a, float** b, float** c, int m, int n, int p) {
 }
 
 void matrix_matrix_mult_block(float** a, float** b, float** c, int nblocks, int n, int bs) {
+    if (n <= 0) {
+        return;
+    }
     for (int q = 0; q < nblocks; ++q) {
-        const int off = q * bs;
+        const long off = static_cast<long>(q) * bs;
         for (int i = 0; i < bs; ++i) {
             for (int j = 0; j < bs; ++j) {
                 float sum = 0.0f;
@@ -30,6 +37,9 @@ void matrix_matrix_mult_block(float** a, float** b, float** c, int nblocks, int 
 }
 
 void transposematrix_matrix_mult(float** a, float** c, int n, int m) {
+    if (m <= 0) {
+        return;
+    }
     for (int i = 0; i < n; ++i) {
         for (int j = 0; j <= i; ++j) {
             float sum = 0.0f;
@@ -52,6 +62,9 @@ void fast_matrix_matrix_mult(float** a, float**, float** c, int m, int, int p, b
 }
 
 void matrix_vector_mult(float** a, float* x, float* y, int m, int n) {
+    if (n <= 0) {
+        return;
+    }
     for (int i = 0; i < m; ++i) {
         y[i] = 0.0f;
         for (int k = 0; k < n; ++k) {

@@ -115,7 +115,7 @@ void eigsrt(float* d, float** v, int n) {
         int k = i;
         float p = d[i];
         for (int j = i + 1; j <= n; ++j) {
-            // Greater or equal: the last of equal eigenvalues moves forward. Stored components rely on this order.
+            // Greater or equal, on purpose: the last of equal eigenvalues moves forward.
             if (d[j] >= p) {
                 k = j;
                 p = d[j];

@@ -42,17 +42,17 @@ float largest_value(const Decomposition& d) {
 // result = V diag(w) U^T; releases the decomposition.
 void compose_and_free(Decomposition& d, float** result) {
     const int n = d.n;
-    float** u = matrix(0, n - 1, 0, n - 1);
-    float** ut = matrix(0, n - 1, 0, n - 1);
-    float** v = matrix(0, n - 1, 0, n - 1);
+    float** u = matrix(0, n - 1L, 0, n - 1L);
+    float** ut = matrix(0, n - 1L, 0, n - 1L);
+    float** v = matrix(0, n - 1L, 0, n - 1L);
     copy_matrix(d.u, u, n, n, 3);
     matrix_transpose(u, ut, n, n);
     diagmatrix_matrix_mult(d.w + 1, ut, n, n);
     copy_matrix(d.v, v, n, n, 3);
     matrix_matrix_mult(v, ut, result, n, n, n);
-    free_matrix(v, 0, n - 1, 0, n - 1);
-    free_matrix(ut, 0, n - 1, 0, n - 1);
-    free_matrix(u, 0, n - 1, 0, n - 1);
+    free_matrix(v, 0, n - 1L, 0, n - 1L);
+    free_matrix(ut, 0, n - 1L, 0, n - 1L);
+    free_matrix(u, 0, n - 1L, 0, n - 1L);
     free_matrix(d.v, 1, n, 1, n);
     free_fvector(d.w, 1, n);
     free_matrix(d.u, 1, n, 1, n);
@@ -133,7 +133,7 @@ bool invertMatrix(float** a, float** ainv, int n) {
 
 void getSQRTMatrix(float** a, int n) {
     constexpr int maxPasses = 10000;
-    const int last = n - 1;
+    const long last = n - 1L;
     float** id = matrix(0, last, 0, last);
     float** m = matrix(0, last, 0, last);
     float** minv = matrix(0, last, 0, last);
@@ -176,8 +176,8 @@ void getSQRTMatrix(float** a, int n) {
 }
 
 void SVDregInverse(double* a, int n, float lambda, float) {
-    float** m = matrix(0, n - 1, 0, n - 1);
-    float** inverse = matrix(0, n - 1, 0, n - 1);
+    float** m = matrix(0, n - 1L, 0, n - 1L);
+    float** inverse = matrix(0, n - 1L, 0, n - 1L);
     for (int i = 0; i < n; ++i) {
         for (int j = 0; j < n; ++j) {
             const double diagonal = i == j ? static_cast<double>(lambda) : 0.0;
@@ -190,14 +190,15 @@ void SVDregInverse(double* a, int n, float lambda, float) {
             a[static_cast<long>(i) * n + j] = static_cast<double>(inverse[i][j]);
         }
     }
-    free_matrix(inverse, 0, n - 1, 0, n - 1);
-    free_matrix(m, 0, n - 1, 0, n - 1);
+    free_matrix(inverse, 0, n - 1L, 0, n - 1L);
+    free_matrix(m, 0, n - 1L, 0, n - 1L);
 }
 
 // Neither float argument is used: no regularisation term is added, whatever they hold.
 void CSVDregInverse(double* re, double* im, int n, float, float) {
-    float** m = matrix(0, 2 * n - 1, 0, 2 * n - 1);
-    float** inverse = matrix(0, 2 * n - 1, 0, 2 * n - 1);
+    const int order = n > 0 ? 2 * n : 0;
+    float** m = matrix(0, order - 1L, 0, order - 1L);
+    float** inverse = matrix(0, order - 1L, 0, order - 1L);
     for (int i = 0; i < n; ++i) {
         for (int j = 0; j < n; ++j) {
             const long element = static_cast<long>(i) * n + j;
@@ -207,7 +208,7 @@ void CSVDregInverse(double* re, double* im, int n, float, float) {
             m[n + i][n + j] = static_cast<float>(re[element]);
         }
     }
-    getInverseMatrixUsingSVD(m, inverse, 2 * n, true);
+    getInverseMatrixUsingSVD(m, inverse, order, true);
     for (int i = 0; i < n; ++i) {
         for (int j = 0; j < n; ++j) {
             const long element = static_cast<long>(i) * n + j;
@@ -215,13 +216,13 @@ void CSVDregInverse(double* re, double* im, int n, float, float) {
             im[element] = static_cast<double>(inverse[n + i][j]);
         }
     }
-    free_matrix(inverse, 0, 2 * n - 1, 0, 2 * n - 1);
-    free_matrix(m, 0, 2 * n - 1, 0, 2 * n - 1);
+    free_matrix(inverse, 0, order - 1L, 0, order - 1L);
+    free_matrix(m, 0, order - 1L, 0, order - 1L);
 }
 
 void whitening(float** x, int nobs, int nvar, float fraction, float** w, float** dw, int* ncomp) {
     float* column = fvector(1, nobs);
-    float* mean = fvector(0, nvar - 1);
+    float* mean = fvector(0, nvar - 1L);
     for (int k = 0; k < nvar; ++k) {
         for (int o = 0; o < nobs; ++o) {
             column[o + 1] = x[o][k];
@@ -275,6 +276,6 @@ void whitening(float** x, int nobs, int nvar, float fraction, float** w, float**
     *ncomp = k;
     free_matrix(eigenvectors, 1, nvar, 1, nvar);
     free_fvector(d, 1, nvar);
-    free_fvector(mean, 0, nvar - 1);
+    free_fvector(mean, 0, nvar - 1L);
     free_fvector(column, 1, nobs);
 }

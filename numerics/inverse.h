@@ -5,8 +5,8 @@
 /// Inverses, regularised inverses, square root and whitening, on the SVD and the eigen-decomposition.
 ///
 /// Index base: 0. Matrices are n x n, [0..n-1][0..n-1], unless a routine says otherwise.
-/// Precision: float, thresholds in double rounded to float (named in inverse.cpp).
-/// Singular input never fails: small singular values are left out. No routine reports an error; the
+/// Precision: float, with the steps that inverse.cpp names in double.
+/// Singular input never fails; where singular values are left out stands at each routine. None reports an error; the
 /// boolean results are always true except that of invertMatrix.
 /// Fatal: allocation failures end the process through nrerror.
 /// State: uses svdcmp's internal flag, so one thread at a time.

@@ -2,7 +2,7 @@
 
 #include <cmath>
 
-/// Scalar helpers that the numerical routines share; each is one rounding in single precision.
+/// Scalar helpers that the numerical routines share.
 namespace numerics {
 
 inline float square(float a) {

@@ -304,7 +304,7 @@ void svdcmp(float** a, int m, int n, float* w, float** v) {
     bidiagonalise(p);
     accumulate_right(p);
     accumulate_left(p);
-    // An absolute limit: recordings cleaned so far were split by it, whatever their unit.
+    // The limit is absolute, whatever the size of the matrix: kept on purpose.
     const AbsoluteTest test;
     for (int k = n; k >= 1; --k) {
         for (int its = 1; its <= maxSteps; ++its) {
@@ -325,12 +325,12 @@ void svdcmp(float** a, int m, int n, float* w, float** v) {
 int svdcmp_tarn(int m, int n, float** a, float* w, float** v) {
     constexpr int maxSteps = 29;
     const std::unique_ptr<float[]> rv1(new float[static_cast<std::size_t>(n > 0 ? n : 0)]);
-    Problem p{a, w, v, rv1.get(), 0, m - 1, n - 1, 0.0f};
+    Problem p{a, w, v, rv1.get(), 0, m > 0 ? m - 1 : -1, n > 0 ? n - 1 : -1, 0.0f};
     bidiagonalise(p);
     accumulate_right(p);
     accumulate_left(p);
     const RelativeTest test{p.anorm};
-    for (int k = n - 1; k >= 0; --k) {
+    for (int k = p.nLast; k >= 0; --k) {
         for (int its = 0;; ++its) {
             const int l = split(p, test, k);
             if (l == k) {

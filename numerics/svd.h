@@ -4,8 +4,8 @@
 
 /// Singular value decomposition a = U diag(w) V^T and the solvers that use it.
 ///
-/// Precision: float, square roots in double rounded to float, sums ascending in float. Singular values
-/// are non-negative and unsorted.
+/// Precision: float, sums ascending in float; square roots, and the shift's denominator and quotient, in double rounded
+/// to float. Singular values are unsorted, and non-negative where they converged.
 /// State: svdcmp keeps a no-convergence flag inside the library, so one thread at a time.
 /// Fatal: "allocation failure in vector()" from work vectors.
 /// Method: Golub and Kahan (1965), Golub and Reinsch (1970): Householder reduction to bidiagonal form,
@@ -17,12 +17,12 @@
 /// @param v  [1..n][1..n] out, V itself (not its transpose): column j belongs to w[j].
 /// A superdiagonal element or singular value below 1e-6 in magnitude counts as zero while splitting,
 /// whatever the size of the matrix: very small matrices (scaled by 1e-7, say) stop early.
-/// A singular value that needs more than 100 QR steps is left as it then stands, silently;
-/// getInverseMatrixUsingSVD looks at the library's internal flag for that.
+/// A singular value that has not converged at the 100th test gets one more QR step and is left as it then stands,
+/// silently; getInverseMatrixUsingSVD looks at the library's internal flag for that.
 ORIDAN_API void svdcmp(float** a, int m, int n, float* w, float** v);
 
-/// The same decomposition with three differences: index base 0, a splitting test relative to the norm of
-/// the matrix, and a result.
+/// The same decomposition for index base 0, with a splitting test relative to the norm of the matrix, a limit of 29 QR
+/// steps and a result; the arguments come in another order, and the no-convergence flag is not touched.
 /// @param a [0..m-1][0..n-1] in-out, replaced by U  @param w [0..n-1] out  @param v [0..n-1][0..n-1] out
 /// @return 1, or 0 when a singular value has not converged after 29 QR steps (a, w and v are then half
 ///         transformed).

@@ -1,5 +1,5 @@
 #pragma once
 
-/// True when the last svdcmp left a singular value unconverged after 100 QR steps. Cleared at every entry
+/// True when a singular value of the last svdcmp had not converged at the 100th test. Cleared at every entry
 /// to svdcmp; read right after the call by getInverseMatrixUsingSVD. Internal to the module.
 extern bool NoConvergenceInSVD;

@@ -54,7 +54,7 @@ void remove_means(const FitSettings& s, FitWorkspace& ws) {
     }
 }
 
-// Covariance between epochs, taken over time; the divisor is L, not L - 1: the basis depends on it.
+// Covariance between epochs, taken over time. The divisor is L, not L - 1: kept, the bits of the result depend on it.
 void form_covariance(const FitSettings& s, FitWorkspace& ws) {
     const std::size_t n = static_cast<std::size_t>(s.N);
     const std::size_t l = static_cast<std::size_t>(s.L);

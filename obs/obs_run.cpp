@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <fstream>
 #include <ios>
+#include <optional>
 #include <string>
 #include <system_error>
 #include <vector>
@@ -25,7 +26,7 @@ namespace {
 
 using namespace obs;
 
-// What execute returns when a run ends early. The results are uneven by design: the workbench goes by them.
+// What execute returns where a run ends. The results are uneven by design.
 constexpr bool endedAsFailure = false;
 constexpr bool endedAsDone = true;
 
@@ -204,8 +205,9 @@ bool clean_recording() {
         return endedAsFailure;
     }
 
-    const std::string inputPath = ask_open_file("Please select the file with input data set:", "*.ctc");
-    if (inputPath.size() < 4) {
+    const std::string inputPath =
+        ask_open_file("Please select the file with input data set:", "*.ctc").value_or(std::string());
+    if (inputPath.size() < 4) { // too short to cut an extension from counts as none
         log_line("// OridanSuite> Data file not selected correctly. Exiting plugin.");
         return endedAsFailure;
     }
@@ -228,15 +230,15 @@ bool clean_recording() {
     log_header(run.ctc);
     stop_busy_cursor();
 
-    const std::string protocolPath =
+    const std::optional<std::string> protocolPath =
         ask_open_file("Please select the protocol file with artifact timing information:", "*.prt");
-    if (protocolPath.empty()) {
+    if (!protocolPath) {
         log_line("// OridanSuite> Protocol file not specified correctly. Exiting plugin.");
         return endedAsFailure;
     }
     log_line("// OridanSuite> Accessing protocol information ...");
     show_busy_cursor();
-    load_protocol(protocolPath);
+    load_protocol(*protocolPath);
     ProtocolStruct protocol{};
     if (!get_protocol(&protocol)) {
         log_line("// OridanSuite> Protocol not applied to the current VMR/SRF. Exiting plugin.");
@@ -270,6 +272,9 @@ bool clean_recording() {
     show_busy_cursor();
     ProtocolConditionStruct condition{};
     get_protocol_condition(selected - 1, &condition);
+    if (condition.intervals == nullptr) {
+        condition.nrOfIntervals = 0;
+    }
     settings.nTrials = condition.nrOfIntervals;
     run.trig = ivector(0, settings.nTrials - 1L);
     settings.trig = run.trig;

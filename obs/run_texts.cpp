@@ -38,6 +38,10 @@ std::size_t read_number(const std::string& text, std::size_t& at, std::size_t li
 Conversion read_conversion(const std::string& text, std::size_t start, std::size_t limit) {
     Conversion c;
     std::size_t at = start + 1;
+    const std::size_t digitsEnd = text.find_first_not_of("0123456789", at);
+    if (digitsEnd != at && digitsEnd != std::string::npos && text[digitsEnd] == '$') {
+        at = digitsEnd + 1; // the number of the argument, which is missing like all others
+    }
     while (at < text.size() && one_of(text[at], "-+ #0'I")) {
         if (one_of(text[at], "-+ #0")) {
             c.flags += text[at];
@@ -53,7 +57,7 @@ Conversion read_conversion(const std::string& text, std::size_t start, std::size
     while (at < text.size() && one_of(text[at], "hlqjztL")) {
         ++at;
     }
-    if (at < text.size() && one_of(text[at], "diouxXeEfFgGaAcCsSpn%")) {
+    if (at < text.size() && one_of(text[at], "diouxXbBeEfFgGaAcCsSpn%")) {
         c.type = text[at];
         ++at;
     }
@@ -82,7 +86,7 @@ std::string zero_formatted(const Conversion& c, std::size_t limit) {
         format += c.type;
         std::snprintf(buffer.data(), buffer.size(), format.c_str(), 0.0);
     } else {
-        format += c.type;
+        format += one_of(c.type, "bB") ? 'u' : c.type;
         std::snprintf(buffer.data(), buffer.size(), format.c_str(), 0);
     }
     return buffer.data();

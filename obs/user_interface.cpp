@@ -46,13 +46,13 @@ bool has_volume_document() {
     return call(host::nvGetCurrentVMR, &unused[0], &unused[1], &unused[2]) != nullptr;
 }
 
-std::string ask_open_file(const char* title, const char* filter) {
+std::optional<std::string> ask_open_file(const char* title, const char* filter) {
     char path[256] = {};
     if (call(host::nvGetOpenFileName, title, "", filter, path) == 0) {
-        return {};
+        return std::nullopt;
     }
     path[sizeof path - 1] = '\0';
-    return path;
+    return std::string(path);
 }
 
 int ask_integer(const char* prompt, int defaultValue, int minValue, int maxValue) {
@@ -72,7 +72,7 @@ bool get_protocol(ProtocolStruct* protocol) {
 void get_protocol_condition(int index, ProtocolConditionStruct* condition) {
     *condition = ProtocolConditionStruct{};
     call(host::nvGetProtocolCondition, index, condition);
-    if (condition->nrOfIntervals < 0 || condition->intervals == nullptr) {
+    if (condition->nrOfIntervals < 0) {
         condition->nrOfIntervals = 0;
     }
 }

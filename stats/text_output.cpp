@@ -5,8 +5,8 @@
 void WriteFloatMatrix2Txt(char* filename, float** m, int nrows, int ncols, int base) {
     std::ofstream file(filename);
     file.precision(5);
-    for (int r = base; r < base + nrows; ++r) {
-        for (int c = base; c < base + ncols; ++c) {
+    for (long r = base; r < static_cast<long>(base) + nrows; ++r) {
+        for (long c = base; c < static_cast<long>(base) + ncols; ++c) {
             file << m[r][c] << ' ';
         }
         file << '\n';
