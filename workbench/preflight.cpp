@@ -1,0 +1,157 @@
+#include "workbench/preflight.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <string>
+
+#include "fileio/ctc_header.h"
+#include "workbench/channel_list.h"
+#include "workbench/input_error.h"
+#include "workbench/window.h"
+
+namespace workbench {
+
+namespace {
+
+constexpr int longestWindow = 5000; // ms on either side, the dialogs' limit
+constexpr int smallestSegment = 10; // artifacts, the dialog's limit
+
+void check_range(const char* option, const std::optional<int>& value, int lowest, int highest,
+                 const std::string& what) {
+    if (value && (*value < lowest || *value > highest)) {
+        throw InputError(std::string(option) + " " + std::to_string(*value) + " is out of range: give " + what +
+                         " from " + std::to_string(lowest) + " to " + std::to_string(highest));
+    }
+}
+
+std::string in_quotes(const std::string& text) {
+    return "\"" + text + "\"";
+}
+
+void announce_data_type(const CTCStruct& header, std::vector<std::string>& lines) {
+    if ((header.DataType == 3 || header.DataType == 4) && header.SampleOrdering == 1) {
+        lines.push_back("this recording holds " + std::string(header.DataType == 3 ? "16" : "8") +
+                        "-bit samples channel by channel (data type " + std::to_string(header.DataType) +
+                        ", ordering 1): the module will write every cleaned epoch one window length later than it "
+                        "belongs; use a float recording (data type 1) for a usable result");
+    }
+    if (header.DataType == 5) {
+        lines.push_back("this recording holds scaled floats (data type 5): the module will move single bytes of them "
+                        "and spoil the cleaned epochs; use a float recording (data type 1) for a usable result");
+    }
+    if (header.CompressionType != 0) {
+        lines.push_back("the header calls the data compressed (type " + std::to_string(header.CompressionType) +
+                        "): the module reads it as if it were not");
+    }
+}
+
+// Channels that hold one and the same value in all windows of some segment.
+std::vector<std::uint32_t> flat_channels(RecordingReader& recording, const std::vector<std::int64_t>& triggers,
+                                         const Window& window, std::size_t perSegment) {
+    const std::size_t nChannels = recording.header().NrOfChannels;
+    const std::size_t length = static_cast<std::size_t>(window.length());
+    std::vector<float> samples(nChannels * length);
+    std::vector<float> first(nChannels);
+    std::vector<bool> varies(nChannels);
+    std::vector<bool> flat(nChannels, false);
+    std::size_t seen = 0;
+    for (std::size_t i = 0; i < triggers.size(); ++i) {
+        if (i % perSegment == 0) {
+            seen = 0;
+            varies.assign(nChannels, false);
+        }
+        if (window.fits(triggers[i], recording.header().NrOfSamples)) {
+            recording.read(triggers[i] - window.preS, static_cast<std::uint32_t>(length), samples.data());
+            for (std::size_t c = 0; c < nChannels; ++c) {
+                const float* epoch = &samples[c * length];
+                first[c] = seen == 0 ? epoch[0] : first[c];
+                varies[c] = varies[c] || std::any_of(epoch, epoch + length, [&](float x) { return x != first[c]; });
+            }
+            ++seen;
+        }
+        const bool segmentEnds = (i + 1) % perSegment == 0 || i + 1 == triggers.size();
+        for (std::size_t c = 0; segmentEnds && seen > 0 && c < nChannels; ++c) {
+            flat[c] = flat[c] || !varies[c];
+        }
+    }
+    std::vector<std::uint32_t> channels;
+    for (std::uint32_t c = 0; c < nChannels; ++c) {
+        if (flat[c]) {
+            channels.push_back(c);
+        }
+    }
+    return channels;
+}
+
+} // namespace
+
+void check_settings(const RecordingReader& recording, const Protocol& protocol, const RunSettings& settings) {
+    const CTCStruct& header = recording.header();
+    if (!recording.continuous() || header.DataType == 0) {
+        throw InputError(recording.path().string() + " is not a continuous recording (sample ordering " +
+                         std::to_string(header.SampleOrdering) + ", data type " + std::to_string(header.DataType) +
+                         "): the module can only clean orderings 1 and 2");
+    }
+    if (recording.missing_elements() >= fileio::total_samples(header)) {
+        throw InputError(recording.path().string() + " holds no samples: its data section is missing");
+    }
+    if (protocol.conditions.empty()) {
+        throw InputError("the protocol has no condition: add one with the artifact triggers");
+    }
+    check_range("--pre", settings.pre, 0, longestWindow, "milliseconds before the trigger");
+    check_range("--post", settings.post, 0, longestWindow, "milliseconds after the trigger");
+    if (settings.pre && settings.post) {
+        const Window window = window_in_samples(*settings.pre, *settings.post, header.SamplingFrequency);
+        if (window.length() < 1 || window.length() > static_cast<std::int64_t>(header.NrOfSamples)) {
+            throw InputError("a window of " + std::to_string(*settings.pre) + " ms before to " +
+                             std::to_string(*settings.post) + " ms after the trigger does not fit the recording's " +
+                             std::to_string(header.NrOfSamples) + " samples; choose a shorter one");
+        }
+    }
+    int nTrials = INT32_MAX;
+    if (settings.condition) {
+        const ProtocolCondition& condition = protocol.conditions[static_cast<std::size_t>(*settings.condition)];
+        nTrials = static_cast<int>(condition.intervals.size());
+        if (nTrials < smallestSegment) {
+            throw InputError("the condition " + in_quotes(condition.name) + " has " + std::to_string(nTrials) +
+                             " triggers; the smallest segment needs " + std::to_string(smallestSegment));
+        }
+    }
+    check_range("--segment", settings.segment, smallestSegment, nTrials, "artifacts per segment");
+    check_range("--components", settings.components, 1, settings.segment.value_or(nTrials), "components to keep");
+}
+
+std::vector<std::string> announcements(RecordingReader& recording, const Protocol& protocol,
+                                       const RunSettings& settings) {
+    const CTCStruct& header = recording.header();
+    std::vector<std::string> lines;
+    announce_data_type(header, lines);
+    if (recording.missing_elements() != 0) {
+        lines.push_back("the data section is cut short: " + std::to_string(recording.missing_elements()) +
+                        " sample values are missing and count as zeros");
+    }
+    if (!settings.condition || !settings.pre || !settings.post) {
+        return lines;
+    }
+    const Window window = window_in_samples(*settings.pre, *settings.post, header.SamplingFrequency);
+    const std::vector<std::int64_t> triggers = trigger_samples(
+        protocol, protocol.conditions[static_cast<std::size_t>(*settings.condition)], header.SamplingFrequency);
+    const auto outside = std::count_if(triggers.begin(), triggers.end(),
+                                       [&](std::int64_t t) { return !window.fits(t, header.NrOfSamples); });
+    if (outside != 0) {
+        lines.push_back(std::to_string(outside) + " of " + std::to_string(triggers.size()) +
+                        " triggers have a window that passes an end of the recording; they are not cleaned");
+    }
+    if (settings.segment) {
+        const std::vector<std::uint32_t> flat =
+            flat_channels(recording, triggers, window, static_cast<std::size_t>(*settings.segment));
+        if (!flat.empty()) {
+            lines.push_back("flat in the windows of a whole segment, so the fit there may give values that are not "
+                            "numbers: channel " +
+                            channel_list(flat));
+        }
+    }
+    return lines;
+}
+
+} // namespace workbench

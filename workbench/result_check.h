@@ -1,0 +1,21 @@
+#pragma once
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "workbench/recording.h"
+
+namespace workbench {
+
+/// What a look at a finished run's output found.
+struct ResultCheck {
+    std::string failure;            ///< why the output cannot be kept; empty when it can
+    std::vector<std::string> notes; ///< what the user should know of it
+};
+
+/// The module checks nothing while it writes. This does afterwards: the cleaned recording must have the recording's
+/// header and a whole data section; channels with values that are not numbers are named.
+ResultCheck check_result(RecordingReader& recording, const std::filesystem::path& cleaned);
+
+} // namespace workbench
