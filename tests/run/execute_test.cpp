@@ -455,20 +455,22 @@ TEST_F(Execute, SettingsThatCannotBeUsedEndWithTrue) {
 }
 
 TEST_F(Execute, NoComponentsMeansNothingIsSubtracted) {
-    script.answers = {2, 10, 20, 10, 0};
-    const HostRun run = execute_module(script);
-    EXPECT_TRUE(run.result);
-    EXPECT_EQ(run.starting_with("log // OridanSuite> Artifact template removal completed!").size(), 1U);
     const std::string before = read_file("rec.ctc");
-    const std::string after = read_file("rec_OBS.ctc");
-    ASSERT_EQ(after.size(), before.size());
     const std::size_t headerBytes = before.size() - 8000;
-    for (std::size_t i = 0; i < 2000; ++i) { // only the rounding of mean removal and back
-        float x = 0;
-        float y = 0;
-        std::memcpy(&x, &before[headerBytes + 4 * i], 4);
-        std::memcpy(&y, &after[headerBytes + 4 * i], 4);
-        EXPECT_NEAR(x, y, 1e-3f);
+    for (const int components : {0, -1, std::numeric_limits<int>::min()}) {
+        script.answers = {2, 10, 20, 10, components};
+        const HostRun run = execute_module(script);
+        EXPECT_TRUE(run.result);
+        EXPECT_EQ(run.starting_with("log // OridanSuite> Artifact template removal completed!").size(), 1U);
+        const std::string after = read_file("rec_OBS.ctc");
+        ASSERT_EQ(after.size(), before.size());
+        for (std::size_t i = 0; i < 2000; ++i) { // only the rounding of mean removal and back
+            float x = 0;
+            float y = 0;
+            std::memcpy(&x, &before[headerBytes + 4 * i], 4);
+            std::memcpy(&y, &after[headerBytes + 4 * i], 4);
+            EXPECT_NEAR(x, y, 1e-3f);
+        }
     }
 }
 

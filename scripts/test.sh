@@ -1,0 +1,14 @@
+#!/usr/bin/env bash
+# test.sh
+# Installs what is missing, builds, and runs every test: as people run the module, then under the sanitizers.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+scripts/setup.sh binutils
+
+for preset in release asan; do
+  echo "== $preset: building"
+  cmake --preset "$preset" -DORIDAN_WERROR=ON >/dev/null
+  cmake --build --preset "$preset"
+  echo "== $preset: testing"
+  ctest --preset "$preset" -j "$(nproc)"
+done
