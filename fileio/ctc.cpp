@@ -253,7 +253,9 @@ int WriteEntireCTC(CTCStruct* ctc, const char* fileName, unsigned int) {
         file.close();
         if (!copied) {
             std::error_code ignored;
-            std::filesystem::remove(fileName, ignored);
+            if (std::filesystem::is_regular_file(fileName, ignored)) { // never a device such as /dev/null
+                std::filesystem::remove(fileName, ignored);
+            }
             return 0;
         }
         return rebind(ctc, fileName, static_cast<unsigned long long>(dataPosition)) ? 1 : 0;

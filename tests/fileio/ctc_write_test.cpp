@@ -6,11 +6,13 @@
 #include <cstring>
 #include <filesystem>
 #include <string>
+#include <sys/stat.h>
+#include <sys/sysmacros.h>
 #include <vector>
 
 #include "fileio/ctc.h"
 #include "fileio/ctc_channel.h"
-#include "tests/fileio/allocation_probe.h"
+#include "tests/support/allocation_probe.h"
 #include "tests/support/ctc_bytes.h"
 #include "tests/support/temporary_folder.h"
 
@@ -406,4 +408,58 @@ TEST(WriteEntireCTC, ANewFileThatCannotBeViewedLeavesTheOldView) {
     short values[6] = {};
     EXPECT_EQ(transio_read_buffer(recording.ctc.FileView, 0, 6, values), 6u);
     EXPECT_EQ(std::memcmp(values, patterned(12).data(), 12), 0);
+}
+
+TEST(WriteEntireCTC, SamplesThatTheBackingFileLostEndTheSaveWithoutAFile) {
+    const TemporaryFolder folder;
+    const std::string bytes = ctc_header_bytes(six_samples(3, 1)) + patterned(12);
+    const std::string source = folder.write("a.ctc", bytes);
+    Recording recording(source);
+    const transio_struct* old = recording.ctc.FileView;
+    std::filesystem::resize_file(source, bytes.size() - 1);
+    EXPECT_EQ(WriteEntireCTC(&recording.ctc, folder.path("b.ctc").c_str(), 0), 0);
+    EXPECT_FALSE(folder.has("b.ctc"));
+    EXPECT_EQ(recording.ctc.FileView, old);
+    EXPECT_EQ(support::read_file(source), bytes.substr(0, bytes.size() - 1));
+
+    std::filesystem::resize_file(source, bytes.size());
+    EXPECT_EQ(WriteEntireCTC(&recording.ctc, folder.path("b.ctc").c_str(), 0), 1) << "the old view still works";
+}
+
+TEST(WriteEntireCTC, AFailedSaveNeverRemovesADevice) {
+    const TemporaryFolder folder;
+    const std::string device = folder.path("null");
+    if (mknod(device.c_str(), S_IFCHR | 0600, makedev(1, 3)) != 0) {
+        GTEST_SKIP() << "devices cannot be made here";
+    }
+    const std::string bytes = ctc_header_bytes(six_samples(3, 1)) + patterned(12);
+    const std::string source = folder.write("a.ctc", bytes);
+    Recording recording(source);
+    std::filesystem::resize_file(source, bytes.size() - 1);
+    EXPECT_EQ(WriteEntireCTC(&recording.ctc, device.c_str(), 0), 0);
+    EXPECT_TRUE(folder.has("null"));
+}
+
+TEST(WriteEntireCTC, ABackingFileThatCannotBeToldIsNotOverwritten) {
+    const TemporaryFolder folder(TemporaryFolder::Use::asCurrentDirectory);
+    const std::string bytes = ctc_header_bytes(six_samples(3, 1)) + patterned(12);
+    folder.write("a.ctc", bytes);
+    const std::string other = folder.write("other.ctc", "as it was");
+    std::filesystem::create_directory("below");
+    {
+        Recording recording("a.ctc"); // a relative name, which another current directory makes meaningless
+        std::filesystem::current_path("below");
+        EXPECT_EQ(WriteEntireCTC(&recording.ctc, folder.path("a.ctc").c_str(), 0), 0);
+        EXPECT_EQ(WriteEntireCTC(&recording.ctc, other.c_str(), 0), 0) << "it might be the one";
+        EXPECT_EQ(WriteEntireCTC(&recording.ctc, folder.path("new.ctc").c_str(), 0), 1) << "no file is none";
+    }
+    EXPECT_EQ(folder.read("a.ctc"), bytes);
+    EXPECT_EQ(folder.read("other.ctc"), "as it was");
+    EXPECT_EQ(folder.read("new.ctc"), bytes);
+    {
+        Recording recording(folder.path("a.ctc"));
+        std::filesystem::rename(folder.path("a.ctc"), folder.path("moved.ctc"));
+        EXPECT_EQ(WriteEntireCTC(&recording.ctc, folder.path("moved.ctc").c_str(), 0), 0);
+    }
+    EXPECT_EQ(folder.read("moved.ctc"), bytes);
 }
