@@ -1,6 +1,8 @@
 #include "obs/obs_fit.h"
 
 #include <algorithm>
+#include <bit>
+#include <cmath>
 #include <cstdint>
 
 #include "fileio/ctc_channel.h"
@@ -15,6 +17,10 @@ namespace {
 
 using obs::FitSettings;
 using obs::FitWorkspace;
+
+// Which of two NaNs a sum hands on depends on the order in which a compiler puts the operands. All are written as the
+// one that the processor makes of an invalid operation, so that every build writes the same bytes.
+constexpr float invalidOperation = std::bit_cast<float>(0xFFC00000U);
 
 // A window that ends exactly at the recording's length is valid here and refused by the sample access, which needs
 // one sample more: its row repeats the epoch read before it, and nothing is written. Kept on purpose.
@@ -102,6 +108,7 @@ void subtract_and_write(const FitSettings& s, FitWorkspace& ws, float* x, CTCStr
         }
         for (int j = 0; j < s.L; ++j) {
             x[j] += ws.means[k];
+            x[j] = std::isnan(x[j]) ? invalidOperation : x[j];
         }
         SetChannelSamples(x, ctc, channel, first_sample(s, t), static_cast<unsigned int>(s.L));
     }

@@ -14,8 +14,8 @@
 
 #include "fileio/ctc.h"
 #include "fileio/ctc_header.h"
-#include "tests/fileio/allocation_probe.h"
 #include "tests/fileio/child_process.h"
+#include "tests/support/allocation_probe.h"
 #include "tests/support/ctc_bytes.h"
 #include "tests/support/temporary_folder.h"
 

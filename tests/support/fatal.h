@@ -2,6 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdlib>
+#include <cstring>
+#include <ostream>
 #include <string>
 
 #if defined(__SANITIZE_ADDRESS__)
@@ -23,6 +26,12 @@ constexpr bool withAddressSanitizer = true;
 #else
 constexpr bool withAddressSanitizer = false;
 #endif
+
+/// Valgrind aborts the program where new cannot be served, instead of throwing.
+inline bool under_valgrind() {
+    const char* preloaded = std::getenv("LD_PRELOAD");
+    return preloaded != nullptr && std::strstr(preloaded, "vgpreload") != nullptr;
+}
 
 /// A process that ends in the middle of its work owns memory still; that is no leak.
 inline void expect_no_release() {

@@ -1,4 +1,5 @@
 // Allocations that are too large must fail as they do without a sanitizer, so that their messages can be tested.
-extern "C" const char* __asan_default_options() {
+// The sanitizer's runtime library looks the function up by name.
+extern "C" __attribute__((visibility("default"))) const char* __asan_default_options() {
     return "allocator_may_return_null=1";
 }

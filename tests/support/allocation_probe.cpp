@@ -1,4 +1,4 @@
-#include "tests/fileio/allocation_probe.h"
+#include "tests/support/allocation_probe.h"
 
 #include <algorithm>
 
