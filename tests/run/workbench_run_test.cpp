@@ -103,6 +103,16 @@ protected:
     inline static const std::vector<std::string> untouched{"rec.ctc", "rec.prt"};
 };
 
+class WorkbenchOnATerminal : public WorkbenchRun {
+protected:
+    void SetUp() override {
+        if (!support::has_terminals()) {
+            GTEST_SKIP() << "this system gives out no pseudo-terminals";
+        }
+        WorkbenchRun::SetUp();
+    }
+};
+
 TEST_F(WorkbenchRun, CleansACopyAndLeavesNothingElse) {
     const std::string before = read_file("rec.ctc");
     const CommandResult result = run();
@@ -297,7 +307,7 @@ TEST_F(WorkbenchRun, QuietPrintsNothingAndVerboseTheDialogs) {
     EXPECT_NE(result.out.find("[busy]\n"), std::string::npos);
 }
 
-TEST_F(WorkbenchRun, OnATerminalMissingOptionsAreAsked) {
+TEST_F(WorkbenchOnATerminal, MissingOptionsAreAsked) {
     std::vector<std::string> arguments{WORKBENCH_PROGRAM, "run", ORIDAN_MODULE_PATH};
     const CommandResult result = support::run_on_terminal(arguments, "rec.ctc\nrec.prt\n1\n10\n20\nfour\n99\n10\n\n");
     EXPECT_EQ(result.status, 0) << result.out;
@@ -309,7 +319,7 @@ TEST_F(WorkbenchRun, OnATerminalMissingOptionsAreAsked) {
     EXPECT_TRUE(folder.has("rec_OBS.ctc"));
 }
 
-TEST_F(WorkbenchRun, CancelledDialogLeavesNothing) {
+TEST_F(WorkbenchOnATerminal, CancelledDialogLeavesNothing) {
     for (const char* without : {"--condition", "--pre", "--post", "--segment", "--components"}) {
         for (const char* typed : {"q\n", "\004"}) {
             const CommandResult result = support::run_on_terminal(command({}, without), typed);
@@ -319,7 +329,7 @@ TEST_F(WorkbenchRun, CancelledDialogLeavesNothing) {
     }
 }
 
-TEST_F(WorkbenchRun, TerminalShowsOneLiveLine) {
+TEST_F(WorkbenchOnATerminal, SegmentsAreOneLiveLine) {
     const CommandResult result = support::run_on_terminal(command(), "");
     EXPECT_EQ(result.status, 0);
     EXPECT_EQ(result.out.find("Processing segment"), std::string::npos);

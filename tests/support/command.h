@@ -73,6 +73,17 @@ inline CommandResult run_command(const std::vector<std::string>& arguments,
     return {command_detail::status_of(waited), capture.read("out"), capture.read("err")};
 }
 
+/// Whether this system gives out pseudo-terminals (a bare chroot may not).
+inline bool has_terminals() {
+    const int master = posix_openpt(O_RDWR | O_NOCTTY);
+    const bool usable = master >= 0 && grantpt(master) == 0 && unlockpt(master) == 0 && ptsname(master) != nullptr &&
+                        access(ptsname(master), R_OK | W_OK) == 0;
+    if (master >= 0) {
+        close(master);
+    }
+    return usable;
+}
+
 /// Runs a program on a terminal of its own, types `typed` into it at once, and waits. Everything that the terminal
 /// shows, echo included, is in `out`.
 inline CommandResult run_on_terminal(const std::vector<std::string>& arguments, const std::string& typed) {
