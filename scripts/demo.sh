@@ -7,13 +7,34 @@
 # Installs and builds what is missing first.
 set -euo pipefail
 here=$PWD
+
+# With options of its own they are looked at first: --name value or --name=value.
+declare -A given=()
+arguments=("$@")
+for ((i = 0; i < ${#arguments[@]}; i++)); do
+  case ${arguments[i]} in
+    -h | --help) sed -n '2,8s/^# \{0,1\}//p' "$0"; exit 0 ;;
+    --data=* | --protocol=* | --condition=* | --pre=* | --post=* | --output=*)
+      name=${arguments[i]%%=*}; given[${name#--}]=${arguments[i]#*=} ;;
+    --data | --protocol | --condition | --pre | --post | --output) given[${arguments[i]#--}]=${arguments[i + 1]:-} ;;
+    -o) given[output]=${arguments[i + 1]:-} ;;
+  esac
+done
+if [ $# -gt 0 ]; then
+  for option in data protocol condition pre post; do
+    [ -n "${given[$option]:-}" ] || { echo "demo: --$option is missing; see scripts/demo.sh --help" >&2; exit 2; }
+  done
+fi
+
 cd "$(dirname "$0")/.."
 scripts/setup.sh
-cmake --preset release >/dev/null
-cmake --build --preset release --target workbench OridanArtifactRemoval >build/demo.log 2>&1 || { tail -20 build/demo.log >&2; exit 1; }
+mkdir -p build
+cmake --preset release >build/demo.log 2>&1 && cmake --build --preset release --target workbench OridanArtifactRemoval \
+  >>build/demo.log 2>&1 || { tail -20 build/demo.log >&2; exit 1; }
 workbench=$PWD/build/release/workbench/workbench
 module=$PWD/build/release/OridanArtifactRemoval.so
 
+seconds_since() { awk -v a="$1" -v b="$(date +%s.%N)" 'BEGIN {printf "%.1f", b - a}'; }
 # column NAME: that column of the row "all" of a comparison on standard input.
 column() { awk -F, -v name="$1" 'NR == 1 {for (i = 1; i <= NF; i++) if ($i == name) c = i} $1 == "all" {print $c}'; }
 
@@ -27,7 +48,7 @@ if [ $# -eq 0 ]; then
   start=$(date +%s.%N)
   "$workbench" run "$module" --data demo.ctc --protocol demo.prt --condition slice --pre 0 --post 63 --segment 50 \
     --components 3 --overwrite --quiet
-  seconds=$(awk -v a="$start" -v b="$(date +%s.%N)" 'BEGIN {printf "%.1f", b - a}')
+  seconds=$(seconds_since "$start")
   result=$("$workbench" compare demo.ctc demo_OBS.ctc --protocol demo.prt --condition slice --pre 0 --post 63 \
     --truth demo.clean.ctc --csv -)
   printf '\n%-28s %10.2f uV\n%-28s %10.2f uV\n%-28s %10.1f dB\n%-28s %10s s\n\n' \
@@ -39,21 +60,16 @@ if [ $# -eq 0 ]; then
 fi
 
 cd "$here"
-declare -A given=()
-arguments=("$@")
-for ((i = 0; i + 1 < ${#arguments[@]}; i++)); do
-  case ${arguments[i]} in
-    --data | --protocol | --condition | --pre | --post | -o | --output) given[${arguments[i]#-}]=${arguments[i + 1]} ;;
-  esac
-done
-for option in data protocol condition pre post; do
-  [ -n "${given[-$option]:-}" ] || { echo "demo: --$option is missing; see the first lines of scripts/demo.sh" >&2; exit 2; }
-done
-cleaned=${given[o]:-${given[-output]:-${given[-data]%.*}_OBS.ctc}}
+if [ -z "${given[output]:-}" ]; then
+  name=${given[data]##*/}
+  given[output]=$(dirname "${given[data]}")/${name%.*}_OBS.ctc
+fi
+start=$(date +%s.%N)
 "$workbench" run "$module" "$@"
-result=$("$workbench" compare "${given[-data]}" "$cleaned" --protocol "${given[-protocol]}" \
-  --condition "${given[-condition]}" --pre "${given[-pre]}" --post "${given[-post]}" --csv -)
-printf '\n%-36s %12.3f uV^2\n%-36s %12.3f uV^2\n%-36s %12.1f dB\n' \
+seconds=$(seconds_since "$start")
+result=$("$workbench" compare "${given[data]}" "${given[output]}" --protocol "${given[protocol]}" \
+  --condition "${given[condition]}" --pre "${given[pre]}" --post "${given[post]}" --csv -)
+printf '\n%-36s %12.3f uV^2\n%-36s %12.3f uV^2\n%-36s %12.1f dB\n%-36s %12s s\n' \
   "power of the locked average before" "$(column locked_power_before <<<"$result")" \
   "power of the locked average after" "$(column locked_power_after <<<"$result")" \
-  "removed" "$(column locked_db_removed <<<"$result")"
+  "removed" "$(column locked_db_removed <<<"$result")" "time" "$seconds"

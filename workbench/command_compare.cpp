@@ -14,6 +14,8 @@
 #include "workbench/pending_file.h"
 #include "workbench/protocol_file.h"
 #include "workbench/recording.h"
+#include "workbench/run_settings.h"
+#include "workbench/whole_number.h"
 #include "workbench/window.h"
 
 namespace workbench {
@@ -32,8 +34,6 @@ struct CompareOptions {
     std::string json;
     bool overwrite = false;
 };
-
-constexpr int longestWindow = 5000; // ms on either side, as in a run
 
 bool to_standard_output(const std::string& file) {
     return file == "-";
@@ -119,9 +119,11 @@ void add_compare_command(CLI::App& app) {
     command->add_option("--condition", options->condition, "condition, by name or by number from 1")->required();
     command->add_option("--pre", options->pre, "window before the trigger in ms")
         ->required()
+        ->check(whole_number_problem)
         ->check(CLI::Range(0, longestWindow));
     command->add_option("--post", options->post, "window after the trigger in ms")
         ->required()
+        ->check(whole_number_problem)
         ->check(CLI::Range(0, longestWindow));
     command->add_option("--truth", options->truth, "the recording without artifact, where it is known");
     command->add_option("--csv", options->csv, "write the results as CSV to this file (- for standard output)");

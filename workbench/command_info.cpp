@@ -13,7 +13,7 @@ namespace {
 void print_info(const std::string& path) {
     const Module module = load_module(path);
     const auto line = [](const char* label, const char* text) {
-        std::cout << label << (text[0] == '\0' ? "(none)" : text) << "\n";
+        std::cout << label << (text == nullptr || text[0] == '\0' ? "(none)" : text) << "\n";
     };
     line("Name:        ", module.getPluginName());
     line("Version:     ", module.getPluginVersion());

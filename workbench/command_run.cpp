@@ -1,7 +1,7 @@
 #include "workbench/command_run.h"
 
 #include <chrono>
-#include <cmath>
+#include <cstdint>
 #include <cstdio>
 #include <filesystem>
 #include <iostream>
@@ -12,9 +12,11 @@
 
 #include <unistd.h>
 
+#include "workbench/dialogs.h"
 #include "workbench/host_products.h"
 #include "workbench/host_services.h"
 #include "workbench/input_error.h"
+#include "workbench/interrupt.h"
 #include "workbench/log_pane.h"
 #include "workbench/module.h"
 #include "workbench/pending_file.h"
@@ -22,8 +24,11 @@
 #include "workbench/protocol_file.h"
 #include "workbench/recording.h"
 #include "workbench/result_check.h"
+#include "workbench/result_files.h"
 #include "workbench/run_error.h"
 #include "workbench/run_process.h"
+#include "workbench/run_settings.h"
+#include "workbench/whole_number.h"
 #include "workbench/working_folder.h"
 
 namespace workbench {
@@ -37,21 +42,12 @@ struct RunOptions {
     std::string data;
     std::string protocol;
     std::string condition;
-    std::optional<int> pre;
-    std::optional<int> post;
-    std::optional<int> segment;
-    std::optional<int> components;
+    RunSettings settings; // the condition is looked up in the protocol
     std::string output;
     std::string product = "blas";
     bool overwrite = false;
     bool quiet = false;
     bool verbose = false;
-};
-
-// Where the results go.
-struct Destination {
-    fs::path recording;
-    fs::path trialPrefix; // folder and first part of the trial file's name
 };
 
 // Inside the working folder the module sees these names, so that its 255-byte paths always suffice.
@@ -69,6 +65,12 @@ void say(const RunOptions& options, const std::string& text) {
     }
 }
 
+void say_notes(const std::vector<std::string>& notes) {
+    for (const std::string& note : notes) {
+        std::cerr << "workbench: note: " << note << "\n";
+    }
+}
+
 // Everything that is missing is named at once, when nobody can be asked for it.
 void require_options(const RunOptions& options) {
     std::string missing;
@@ -76,10 +78,10 @@ void require_options(const RunOptions& options) {
     note(!options.data.empty(), "--data");
     note(!options.protocol.empty(), "--protocol");
     note(!options.condition.empty(), "--condition");
-    note(options.pre.has_value(), "--pre");
-    note(options.post.has_value(), "--post");
-    note(options.segment.has_value(), "--segment");
-    note(options.components.has_value(), "--components");
+    note(options.settings.pre.has_value(), "--pre");
+    note(options.settings.post.has_value(), "--post");
+    note(options.settings.segment.has_value(), "--segment");
+    note(options.settings.components.has_value(), "--components");
     if (!missing.empty() && !can_ask()) {
         throw InputError("missing:" + missing + "; give them, or run on a terminal to be asked");
     }
@@ -96,78 +98,66 @@ std::string file_or_ask(const std::string& given, const std::string& question) {
     return *answer;
 }
 
-Destination destination_of(const RunOptions& options, const fs::path& data) {
-    if (options.output.empty()) {
-        const fs::path stem = data.parent_path() / data.stem();
-        return {fs::path(stem) += "_OBS.ctc", stem};
-    }
-    const fs::path output(options.output);
-    return {output, output.parent_path() / output.stem()};
+int trials_of(const Protocol& protocol, const RunSettings& settings) {
+    return static_cast<int>(protocol.conditions[static_cast<std::size_t>(*settings.condition)].intervals.size());
 }
 
-fs::path folder_of(const fs::path& file) {
-    return file.has_parent_path() ? file.parent_path() : fs::path(".");
-}
-
-fs::path trial_path(const Destination& destination, const std::string& conditionText) {
-    return fs::path(destination.trialPrefix) += "_" + conditionText + ".trl";
-}
-
-void refuse_same_file(const fs::path& result, const fs::path& input) {
-    std::error_code error;
-    if (fs::equivalent(result, input, error)) {
-        throw InputError("the result would replace " + input.string() +
-                         ", which is never changed; choose another name "
-                         "with -o");
-    }
-}
-
-// Both results' names must be free before anything is computed. The trial file is named by the module; where the name
-// has a percent sign it may come out differently, and is looked at again when the file is moved.
-void check_destination(const RunOptions& options, const Destination& destination, const RunSettings& settings,
-                       const Protocol& protocol, const std::vector<fs::path>& inputs) {
-    std::vector<fs::path> results{destination.recording};
-    if (settings.condition) {
-        results.push_back(
-            trial_path(destination, protocol.conditions[static_cast<std::size_t>(*settings.condition)].name));
-    }
-    for (const fs::path& result : results) {
-        for (const fs::path& input : inputs) {
-            refuse_same_file(result, input);
+// Asks for the settings that no option gave, with the module's defaults and limits. False when the user cancels: the
+// module then gets a cancelled dialog where it would have asked.
+bool ask_missing(const RecordingReader& recording, const Protocol& protocol, RunSettings& settings) {
+    const auto ask = [](std::optional<int>& setting, const char* question, int defaultValue, int lowest, int highest) {
+        if (!setting) {
+            setting = ask_integer(question, defaultValue, lowest, highest);
         }
-        require_free_name(result, options.overwrite);
+        return setting.has_value();
+    };
+    if (!settings.condition) {
+        const int count = static_cast<int>(protocol.conditions.size());
+        for (int c = 0; c < count; ++c) {
+            const ProtocolCondition& condition = protocol.conditions[static_cast<std::size_t>(c)];
+            std::cerr << "  " << c + 1 << "  " << condition.name << " (" << condition.intervals.size()
+                      << " triggers)\n";
+        }
+        const std::optional<int> number = ask_integer("Condition with the artifact triggers", count, 1, count);
+        if (!number) {
+            return false;
+        }
+        settings.condition = *number - 1;
+        check_settings(recording, protocol, settings);
+    }
+    return ask(settings.pre, "Time before the trigger in ms", 500, 0, longestWindow) &&
+           ask(settings.post, "Time after the trigger in ms", 1200, 0, longestWindow) &&
+           ask(settings.segment, "Artifacts per segment", 100, smallestSegment, trials_of(protocol, settings)) &&
+           ask(settings.components, "Principal components to remove", 3, 1, *settings.segment);
+}
+
+// Where the file system tells, the results must fit before anything is computed.
+void require_space(const RecordingReader& recording, const Protocol& protocol, const RunSettings& settings,
+                   const fs::path& folder) {
+    const ProtocolCondition& condition = protocol.conditions[static_cast<std::size_t>(*settings.condition)];
+    const std::uint64_t trialBytes = condition.intervals.size() * (condition.name.size() + 16);
+    const std::uint64_t needed = recording.size_when_whole() + trialBytes;
+    std::error_code error;
+    const fs::space_info space = fs::space(folder, error);
+    if (!error && space.available < needed) {
+        throw InputError("the results need " + std::to_string(needed) + " bytes, and " + folder.string() +
+                         " has room for " + std::to_string(space.available) +
+                         "; make room, or choose another place with -o");
     }
 }
 
-// In the child: loads nothing, asks nothing that an option answers; true when the run reached its completed line.
-bool run_module(const RunOptions& options, const Module& module, const fs::path& folder, const RunSettings& settings) {
-    fs::current_path(folder);
-    const Verbosity verbosity =
-        options.quiet ? Verbosity::quiet : (options.verbose ? Verbosity::verbose : Verbosity::normal);
-    LogPane log(verbosity, isatty(STDOUT_FILENO) == 1);
-    DialogAnswers answers;
-    answers.dataFile = recordingLink;
-    answers.protocolFile = protocolLink;
-    if (settings.condition) {
-        answers.condition = *settings.condition + 1;
+fs::path link_into(const fs::path& folder, const char* name, const fs::path& target) {
+    std::error_code error;
+    fs::create_symlink(fs::absolute(target), folder / name, error);
+    if (error) {
+        throw InputError("cannot make a link in " + folder.parent_path().string() + " (" + error.message() +
+                         "); choose another place for the result with -o");
     }
-    answers.pre = settings.pre;
-    answers.post = settings.post;
-    answers.segment = settings.segment;
-    answers.components = settings.components;
-    answers.askOnTerminal = can_ask();
-    HostState state{log, answers, std::nullopt, false};
-    set_host_state(&state);
-    use_product(options.product == "plain" ? Product::plain : Product::blas);
-
-    const std::unique_ptr<NivoraPluginInterface> plugin(module.createPlugin());
-    const bool initialised = plugin->initPlugin();
-    const bool result = initialised && plugin->execute();
-    log.close_live_line();
-    return result && log.completed() && !state.dialogCancelled;
+    return folder / name;
 }
 
-// The one trial file that the run left in its folder; empty when it could not be written.
+// The one trial file that the run left in its folder, whatever the module made of the condition's name; empty when it
+// could not be written.
 fs::path written_trial_file(const fs::path& folder) {
     for (const fs::directory_entry& entry : fs::directory_iterator(folder)) {
         if (entry.path().extension() == ".trl") {
@@ -177,78 +167,98 @@ fs::path written_trial_file(const fs::path& folder) {
     return {};
 }
 
-void link_into(const fs::path& folder, const char* name, const fs::path& target) {
-    std::error_code error;
-    fs::create_symlink(fs::absolute(target), folder / name, error);
-    if (error) {
-        throw InputError("cannot make a link in " + folder.parent_path().string() + " (" + error.message() +
-                         "); choose another place for the result with -o");
+// The module's own last words, less their ending. The recording was found readable before the run, so that only its
+// copy can be what the module could not read.
+std::string why_not_completed(std::string reason) {
+    const std::size_t ending = reason.find(". Exiting plugin.");
+    reason = reason.substr(0, ending);
+    if (reason == "Error reading CTC file") {
+        reason += " (its copy could not be made: is the disk full?)";
     }
+    return "the run did not complete" + (reason.empty() ? "" : ": " + reason);
 }
 
-// Gives both results their names, or neither.
-std::vector<fs::path> move_results(const RunOptions& options, const Destination& destination, const fs::path& folder) {
-    const fs::path trial = written_trial_file(folder);
-    if (trial.empty()) {
-        throw RunError("the trial file could not be written (disk full?); nothing was kept", exitNotCompleted);
+// Executes the module in the working folder. Returns why the run did not reach its completed line, or nothing.
+std::string execute_module(const RunOptions& options, const RunSettings& settings, const Module& module) {
+    const Verbosity verbosity =
+        options.quiet ? Verbosity::quiet : (options.verbose ? Verbosity::verbose : Verbosity::normal);
+    LogPane log(verbosity, isatty(STDOUT_FILENO) == 1);
+    HostState state{log, {recordingLink, protocolLink, settings, can_ask()}, std::nullopt, false};
+    set_host_state(&state);
+    use_product(options.product == "plain" ? Product::plain : Product::blas);
+
+    const std::unique_ptr<NivoraPluginInterface> plugin(module.createPlugin());
+    const bool initialised = plugin->initPlugin();
+    const bool result = initialised && plugin->execute();
+    log.close_live_line();
+    if (state.dialogCancelled) {
+        return "cancelled";
     }
-    const std::string name = trial.stem().string().substr(1); // the module names it "_" and the condition
-    const fs::path trialTarget = trial_path(destination, name);
-    move_into_place(trial, trialTarget, options.overwrite);
-    try {
-        move_into_place(folder / cleanedName, destination.recording, options.overwrite);
-    } catch (const InputError&) {
-        std::error_code ignored;
-        fs::remove(trialTarget, ignored);
-        throw;
+    return result && log.completed() ? "" : why_not_completed(log.reason());
+}
+
+// The whole run, in a process of its own: the module, then a look at what it made.
+std::string run_and_check(const RunOptions& options, const RunSettings& settings, const Module& module,
+                          RecordingReader& recording, const fs::path& folder, int nTrials) {
+    fs::current_path(folder);
+    const std::string failure = execute_module(options, settings, module);
+    if (!failure.empty()) {
+        return failure;
     }
-    return {destination.recording, trialTarget};
+    const ResultCheck check =
+        check_result(recording, cleanedName, written_trial_file("."), static_cast<std::size_t>(nTrials));
+    say_notes(check.notes);
+    return check.failure;
 }
 
 void run(RunOptions options) {
-    require_options(options);
     const Module module = load_module(options.module);
+    require_options(options);
     options.data = file_or_ask(options.data, "Recording to clean (.ctc), q to cancel: ");
     options.protocol = file_or_ask(options.protocol, "Protocol with the artifact triggers (.prt), q to cancel: ");
 
-    RecordingReader recording(options.data);
+    // Absolute: the child works in another folder.
+    RecordingReader recording(fs::absolute(options.data));
     const Protocol protocol = read_protocol(options.protocol);
-    RunSettings settings{std::nullopt, options.pre, options.post, options.segment, options.components};
+    RunSettings settings = options.settings;
     if (!options.condition.empty()) {
         settings.condition = find_condition(protocol, options.condition);
     }
     check_settings(recording, protocol, settings);
-    const Destination destination = destination_of(options, options.data);
-    check_destination(options, destination, settings, protocol, {options.data, options.protocol});
-    for (const std::string& line : announcements(recording, protocol, settings)) {
-        std::cerr << "workbench: note: " << line << "\n";
+    const bool complete = ask_missing(recording, protocol, settings);
+    const std::string condition =
+        settings.condition ? protocol.conditions[static_cast<std::size_t>(*settings.condition)].name : "";
+    const ResultFiles files = result_files(options.data, options.output, condition);
+    check_result_files(files, {options.data, options.protocol}, options.overwrite);
+    if (complete) {
+        check_settings(recording, protocol, settings);
+        require_space(recording, protocol, settings, folder_of(files.recording));
+        say_notes(announcements(recording, protocol, settings));
     }
 
-    const WorkingFolder folder(folder_of(destination.recording));
+    InterruptHold interrupt; // the working folder must go first
+    const WorkingFolder folder(folder_of(files.recording));
     link_into(folder.path(), recordingLink, options.data);
     link_into(folder.path(), protocolLink, options.protocol);
     const auto start = std::chrono::steady_clock::now();
-    const ProcessResult result = run_in_child([&] { return run_module(options, module, folder.path(), settings); });
-    if (result.interrupted) {
-        throw RunError("interrupted; nothing was written", exitInterrupted);
+    const int nTrials = complete ? trials_of(protocol, settings) : 0;
+    const std::string failure = run_in_child(
+        interrupt, [&] { return run_and_check(options, settings, module, recording, folder.path(), nTrials); });
+    interrupt.throw_if_arrived();
+    if (!failure.empty()) {
+        throw RunError(failure + "; nothing was written", exitNotCompleted);
     }
-    if (!result.succeeded) {
-        throw RunError((result.failure.empty() ? "the run did not complete" : result.failure) + "; nothing was written",
-                       exitNotCompleted);
+    try {
+        move_results(folder.path(), folder.path() / cleanedName, written_trial_file(folder.path()), files,
+                     options.overwrite);
+    } catch (const InputError& error) {
+        throw RunError(std::string(error.what()) + "; nothing was written", exitNotCompleted);
     }
-    const ResultCheck check = check_result(recording, folder.path() / cleanedName);
-    for (const std::string& line : check.notes) {
-        std::cerr << "workbench: note: " << line << "\n";
-    }
-    if (!check.failure.empty()) {
-        throw RunError(check.failure + "; nothing was kept", exitNotCompleted);
-    }
-    const std::vector<fs::path> results = move_results(options, destination, folder.path());
-    const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
     char elapsed[32];
-    std::snprintf(elapsed, sizeof elapsed, "%.1f s", seconds);
-    say(options, "Cleaned recording: " + results[0].string());
-    say(options, "Trigger times:     " + results[1].string());
+    std::snprintf(elapsed, sizeof elapsed, "%.1f s",
+                  std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count());
+    say(options, "Cleaned recording: " + files.recording.string());
+    say(options, "Trigger times:     " + files.trials.string());
     say(options, "Time:              " + std::string(elapsed));
 }
 
@@ -262,10 +272,13 @@ void add_run_command(CLI::App& app) {
     command->add_option("--data", options->data, "recording to clean (.ctc); it is never changed");
     command->add_option("--protocol", options->protocol, "protocol with the artifact triggers (.prt)");
     command->add_option("--condition", options->condition, "condition that holds the triggers: name, or number from 1");
-    command->add_option("--pre", options->pre, "window before the trigger in ms, 0 to 5000");
-    command->add_option("--post", options->post, "window after the trigger in ms, 0 to 5000");
-    command->add_option("--segment", options->segment, "artifacts per segment, 10 to the number of triggers");
-    command->add_option("--components", options->components, "principal components to remove, 1 to --segment");
+    const auto add_number = [&](const char* name, std::optional<int>& setting, const char* description) {
+        command->add_option(name, setting, description)->check(whole_number_problem);
+    };
+    add_number("--pre", options->settings.pre, "window before the trigger in ms, 0 to 5000");
+    add_number("--post", options->settings.post, "window after the trigger in ms, 0 to 5000");
+    add_number("--segment", options->settings.segment, "artifacts per segment, 10 to the number of triggers");
+    add_number("--components", options->settings.components, "principal components to remove, 1 to --segment");
     command->add_option("-o,--output", options->output,
                         "cleaned recording (default: the recording's name with _OBS.ctc)");
     command->add_option("--product", options->product, "matrix product: blas, or plain for the same bits everywhere")

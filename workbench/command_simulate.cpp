@@ -1,6 +1,7 @@
 #include "workbench/command_simulate.h"
 
 #include <algorithm>
+#include <charconv>
 #include <cmath>
 #include <cstdint>
 #include <filesystem>
@@ -11,10 +12,12 @@
 #include <vector>
 
 #include "workbench/input_error.h"
+#include "workbench/interrupt.h"
 #include "workbench/pending_file.h"
 #include "workbench/protocol_file.h"
 #include "workbench/recording.h"
 #include "workbench/simulation.h"
+#include "workbench/whole_number.h"
 
 namespace workbench {
 
@@ -56,7 +59,7 @@ SimulationSettings settings_of(const SimulateOptions& options) {
 
 // Calls use(count, clean, recorded) for one block after another.
 template <class Use>
-void for_each_block(const SimulationSettings& settings, const Use& use) {
+void for_each_block(const SimulationSettings& settings, InterruptHold& interrupt, const Use& use) {
     Simulation simulation(settings);
     const std::uint32_t length = block_length(settings.channels);
     std::vector<float> clean(std::size_t{settings.channels} * length);
@@ -65,16 +68,17 @@ void for_each_block(const SimulationSettings& settings, const Use& use) {
         const std::uint32_t count = std::min(length, settings.samples - done);
         simulation.next(count, clean.data(), recorded.data());
         use(count, clean.data(), recorded.data());
+        interrupt.throw_if_arrived();
         done += count;
     }
 }
 
 // Offsets and scales with which every channel fills the range of its data type: integers to their ends, scaled floats
 // from -1 to 1. That takes a first pass over the recording.
-void choose_scales(const SimulationSettings& settings, RecordingFormat& format) {
+void choose_scales(const SimulationSettings& settings, InterruptHold& interrupt, RecordingFormat& format) {
     std::vector<float> lowest(settings.channels, std::numeric_limits<float>::max());
     std::vector<float> highest(settings.channels, std::numeric_limits<float>::lowest());
-    for_each_block(settings, [&](std::uint32_t count, const float*, const float* recorded) {
+    for_each_block(settings, interrupt, [&](std::uint32_t count, const float*, const float* recorded) {
         for (std::uint32_t channel = 0; channel < settings.channels; ++channel) {
             const float* first = recorded + std::size_t{channel} * count;
             const auto [low, high] = std::minmax_element(first, first + count);
@@ -141,6 +145,7 @@ void simulate(const SimulateOptions& options) {
     }
 
     const SimulationSettings settings = settings_of(options);
+    InterruptHold interrupt; // the half-written files go first
     const std::string conditionName = simulated_condition(settings.artifact);
     Protocol protocol;
     protocol.experiment = "Simulated " + options.artifact + " artifact, seed " + std::to_string(options.seed);
@@ -154,11 +159,11 @@ void simulate(const SimulateOptions& options) {
     RecordingWriter clean(cleanPath, format, options.overwrite); // the truth is kept exactly: plain floats
     format.dataType = options.dataType;
     if (format.dataType != 1) {
-        choose_scales(settings, format);
+        choose_scales(settings, interrupt, format);
     }
     RecordingWriter recorded(recordingPath, format, options.overwrite);
     PendingFile protocolFile(protocolPath, options.overwrite);
-    for_each_block(settings, [&](std::uint32_t count, const float* cleanBlock, const float* recordedBlock) {
+    for_each_block(settings, interrupt, [&](std::uint32_t count, const float* cleanBlock, const float* recordedBlock) {
         clean.write(count, cleanBlock);
         recorded.write(count, recordedBlock);
     });
@@ -176,8 +181,12 @@ void simulate(const SimulateOptions& options) {
     print_suggestion(options, settings, protocol, protocolPath.string());
 }
 
-std::string whole_number(const std::string& text) {
-    return text.find_first_not_of("0123456789") == std::string::npos ? "" : "must be a whole number";
+// A minus sign would wrap around, a leading zero mean octal, a number too large become the largest.
+std::string seed_problem(const std::string& text) {
+    std::uint64_t seed = 0;
+    const auto [stop, error] = std::from_chars(text.data(), text.data() + text.size(), seed);
+    const bool whole = error == std::errc{} && stop == text.data() + text.size();
+    return whole && std::to_string(seed) == text ? "" : "must be a whole number from 0 to 2^64 - 1, not " + text;
 }
 
 } // namespace
@@ -192,6 +201,7 @@ void add_simulate_command(CLI::App& app) {
         ->check(CLI::IsMember({"gradient", "heartbeat"}))
         ->capture_default_str();
     command->add_option("--channels", options->channels, "number of channels")
+        ->check(whole_number_problem)
         ->check(CLI::Range(std::uint32_t{1}, mostSimulatedChannels))
         ->capture_default_str();
     command->add_option("--seconds", options->seconds, "length of the recording")
@@ -201,13 +211,15 @@ void add_simulate_command(CLI::App& app) {
         ->check(CLI::Range(static_cast<double>(lowestSimulatedRate), static_cast<double>(highestSimulatedRate)))
         ->capture_default_str();
     command->add_option("--datatype", options->dataType, "1 float, 3 16-bit, 4 8-bit, 5 scaled float")
+        ->check(whole_number_problem)
         ->check(CLI::IsMember(std::vector<std::uint32_t>{1, 3, 4, 5}))
         ->capture_default_str();
     command->add_option("--ordering", options->ordering, "1 channel after channel, 2 sample after sample")
+        ->check(whole_number_problem)
         ->check(CLI::IsMember(std::vector<std::uint32_t>{1, 2}))
         ->capture_default_str();
     command->add_option("--seed", options->seed, "the same seed gives the same files")
-        ->check(whole_number) // a minus sign would wrap around
+        ->check(seed_problem)
         ->capture_default_str();
     command->add_flag("--overwrite", options->overwrite, "replace files that exist");
     command->footer("Example:\n  workbench simulate -o demo.ctc --seconds 60");

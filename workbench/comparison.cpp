@@ -58,19 +58,8 @@ void require_usable(const RecordingReader& recording, const Window& window) {
         throw InputError(recording.path().string() + ": is cut into conditions (sample ordering " +
                          std::to_string(header.SampleOrdering) + "); only continuous recordings can be compared");
     }
-    if (!std::isfinite(header.SamplingFrequency) || header.SamplingFrequency <= 0.0f) {
-        throw InputError(recording.path().string() + ": has a sampling frequency of " +
-                         std::to_string(header.SamplingFrequency) + " Hz; no window can be taken from it");
-    }
-    if (window.length() < 1 || window.length() > std::int64_t{header.NrOfSamples}) {
-        throw InputError("a window of " + std::to_string(window.length()) + " samples does not fit into the " +
-                         std::to_string(header.NrOfSamples) + " samples of the recordings; choose a shorter one");
-    }
-    // Working memory is as large as a window: the file must have that much to show.
-    const std::uint64_t present = fileio::total_samples(header) - recording.missing_elements();
-    if (static_cast<std::uint64_t>(window.length()) * header.NrOfChannels > present) {
-        throw InputError(recording.path().string() + ": its data section is cut short; it holds less than one window");
-    }
+    require_sampling_frequency(recording);
+    require_window(recording, window);
 }
 
 void take_window(Track& track, std::int64_t firstSample, std::size_t channels, std::size_t length) {

@@ -1,73 +1,68 @@
 #include "workbench/dialogs.h"
 
-#include <charconv>
 #include <iostream>
+
+#include "workbench/whole_number.h"
 
 namespace workbench {
 
 namespace {
 
-// The option that stands for a prompt, recognised by a phrase of it; null for a prompt of another kind.
-const std::optional<int>* option_for(const DialogAnswers& answers, const std::string& prompt) {
+struct Known {
+    bool prompt; ///< one of the module's own questions
+    std::optional<int> answer;
+};
+
+// The setting that stands for a prompt, recognised by a phrase of it.
+Known known_answer(const RunSettings& settings, const std::string& prompt) {
+    const std::optional<int> condition =
+        settings.condition ? std::optional<int>(*settings.condition + 1) : std::nullopt;
     const struct {
         const char* phrase;
-        const std::optional<int>* option;
-    } table[] = {{"condition with the artifact triggers", &answers.condition},
-                 {"pre-trigger time", &answers.pre},
-                 {"post-trigger time", &answers.post},
-                 {"artifacts per segment", &answers.segment},
-                 {"number of desired PCs", &answers.components}};
+        std::optional<int> answer;
+    } table[] = {{"condition with the artifact triggers", condition},
+                 {"pre-trigger time", settings.pre},
+                 {"post-trigger time", settings.post},
+                 {"artifacts per segment", settings.segment},
+                 {"number of desired PCs", settings.components}};
     for (const auto& entry : table) {
         if (prompt.find(entry.phrase) != std::string::npos) {
-            return entry.option;
+            return {true, entry.answer};
         }
     }
-    return nullptr;
+    return {false, std::nullopt};
 }
 
-std::optional<int> number_in(const std::string& text) {
-    int value = 0;
-    const char* end = text.data() + text.size();
-    const auto [stop, error] = std::from_chars(text.data(), end, value);
-    return error == std::errc{} && stop == end ? std::optional<int>(value) : std::nullopt;
-}
+} // namespace
 
-int ask_integer(const std::string& prompt, int defaultValue, int minValue, int maxValue) {
+std::optional<int> ask_integer(const std::string& question, int defaultValue, int minValue, int maxValue) {
     const std::string range = std::to_string(minValue) + " to " + std::to_string(maxValue);
     const bool defaultFits = defaultValue >= minValue && defaultValue <= maxValue;
     const std::string offer =
         " [" + range + (defaultFits ? ", Enter for " + std::to_string(defaultValue) : "") + ", q to cancel]: ";
     for (;;) {
-        const std::optional<std::string> line = ask_line(prompt + offer);
+        const std::optional<std::string> line = ask_line(question + offer);
         if (!line) {
-            return cancelled;
+            return std::nullopt;
         }
-        const std::optional<int> number = line->empty() && defaultFits ? defaultValue : number_in(*line);
+        const std::optional<int> number = line->empty() && defaultFits ? defaultValue : whole_number(*line);
         if (number && *number >= minValue && *number <= maxValue) {
-            return *number;
+            return number;
         }
         std::cerr << "Please enter a whole number from " << range << ".\n";
     }
 }
 
-} // namespace
-
 int answer_integer(const DialogAnswers& answers, const std::string& prompt, int defaultValue, int minValue,
                    int maxValue) {
-    const std::optional<int>* option = option_for(answers, prompt);
-    if (option != nullptr && option->has_value()) {
-        if (**option >= minValue && **option <= maxValue) {
-            return **option;
-        }
-        std::cerr << "workbench: " << **option << " does not lie in " << minValue << " to " << maxValue
-                  << ", which the module accepts for: " << prompt << "\n";
-        return cancelled;
+    const Known known = known_answer(answers.settings, prompt);
+    std::optional<int> answer = known.answer;
+    if (!known.prompt && answers.askOnTerminal && minValue <= maxValue) {
+        answer = ask_integer(prompt, defaultValue, minValue, maxValue);
+    } else if (!known.prompt) {
+        std::cerr << "workbench: nothing answers the module's question: " << prompt << "\n";
     }
-    if (answers.askOnTerminal && minValue <= maxValue) {
-        return ask_integer(prompt, defaultValue, minValue, maxValue);
-    }
-    std::cerr << "workbench: nothing answers the module's question: " << prompt << "\n";
-    return cancelled;
+    return answer && *answer >= minValue && *answer <= maxValue ? *answer : cancelled;
 }
 
 std::optional<std::string> answer_file(const DialogAnswers& answers, const std::string& filter) {
@@ -75,10 +70,10 @@ std::optional<std::string> answer_file(const DialogAnswers& answers, const std::
 }
 
 std::optional<std::string> ask_line(const std::string& question) {
-    std::cout << question << std::flush;
+    std::cerr << question << std::flush;
     std::string line;
     if (!std::getline(std::cin, line)) {
-        std::cout << "\n";
+        std::cerr << "\n";
         return std::nullopt;
     }
     if (line == "q") {

@@ -1,8 +1,10 @@
 #include "workbench/host_services.h"
 
 #include <algorithm>
-#include <cstdlib>
+#include <cstdio>
 #include <cstring>
+
+#include <unistd.h>
 
 #include "plugin/host_records.h"
 #include "workbench/input_error.h"
@@ -59,7 +61,8 @@ EXPORTED void nvStopBusyCursor() {
 EXPORTED void nvUpdateActiveWindow() {
     if (state->dialogCancelled) {
         state->log.close_live_line();
-        std::exit(1);
+        std::fflush(nullptr);
+        _exit(workbench::exitCancelled);
     }
 }
 

@@ -19,6 +19,8 @@ struct HostState {
     bool dialogCancelled = false;     ///< every later dialog is then cancelled too, and the run ended
 };
 
+constexpr int exitCancelled = 4; ///< the process ends with it where a user who cancelled need not wait
+
 void set_host_state(HostState* state);
 
 } // namespace workbench

@@ -4,7 +4,7 @@
 
 namespace workbench {
 
-/// Something the user gave cannot be used. The text is one line: what was wrong and what to do. The program prints it
+/// Something the user gave cannot be used. The text says what was wrong and what to do. The program prints it
 /// on standard error after "workbench: " and ends with exit status 2.
 struct InputError : std::runtime_error {
     using std::runtime_error::runtime_error;

@@ -19,17 +19,20 @@ public:
     void detail(const std::string& text); ///< printed when verbose
     void close_live_line();
 
-    bool completed() const { return reachedEnd; } ///< the module logged that the run reached its end
+    bool completed() const { return completed_; } ///< the module logged that the run reached its end
+    /// Why the module ended the run early, in its own words on one line; empty when it said nothing.
+    const std::string& reason() const { return reason_; }
 
 private:
     void show_progress(int segment, int nSegments, int channel, int nChannels);
 
-    Verbosity level;
-    bool live;
-    bool lineIsOpen = false;
-    bool reachedEnd = false;
-    std::chrono::steady_clock::time_point firstSegment{};
-    std::chrono::steady_clock::time_point lastDrawn{};
+    Verbosity verbosity_;
+    bool live_;
+    bool lineIsOpen_ = false;
+    bool completed_ = false;
+    std::string reason_;
+    std::chrono::steady_clock::time_point firstSegment_{};
+    std::chrono::steady_clock::time_point lastDrawn_{};
 };
 
 /// "3 s", "2:05 min", "1:02 h".

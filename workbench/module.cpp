@@ -23,7 +23,9 @@ void find(void* library, const std::filesystem::path& path, const char* name, Fu
 Module load_module(const std::filesystem::path& path) {
     std::error_code error;
     if (!std::filesystem::is_regular_file(path, error)) {
-        throw InputError("there is no module " + path.string() + "; give the path of OridanArtifactRemoval.so");
+        const std::string reason = error ? " (" + error.message() + ")" : "";
+        throw InputError("there is no module " + path.string() + reason +
+                         "; give the path of OridanArtifactRemoval.so");
     }
     // An absolute path: a bare file name would be looked up in the system's library folders.
     void* library = dlopen(std::filesystem::absolute(path).c_str(), RTLD_NOW | RTLD_LOCAL);

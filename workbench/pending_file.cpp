@@ -17,10 +17,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-fs::path folder_of(const fs::path& file) {
-    return file.has_parent_path() ? file.parent_path() : fs::path(".");
-}
-
 [[noreturn]] void refuse_taken(const fs::path& file) {
     throw InputError(file.string() + ": exists already (--overwrite replaces it)");
 }
@@ -51,6 +47,10 @@ fs::path create_temporary(const fs::path& file) {
 
 } // namespace
 
+fs::path folder_of(const fs::path& file) {
+    return file.has_parent_path() ? file.parent_path() : fs::path(".");
+}
+
 void require_free_name(const fs::path& file, bool overwrite) {
     if (!file.has_filename() || file.filename() == "." || file.filename() == "..") {
         throw InputError("\"" + file.string() + "\" is not the name of a file");
@@ -62,6 +62,9 @@ void require_free_name(const fs::path& file, bool overwrite) {
     const fs::file_status itself = fs::symlink_status(file, error);
     if (itself.type() == fs::file_type::not_found) {
         return;
+    }
+    if (itself.type() == fs::file_type::none) {
+        throw InputError(file.string() + ": cannot be used (" + error.message() + ")");
     }
     const fs::file_status behindLinks = fs::status(file, error);
     if (fs::is_directory(behindLinks)) {

@@ -39,6 +39,9 @@ private:
     bool overwrite_;
 };
 
+/// The folder that a file is or would be in; "." for a bare name.
+std::filesystem::path folder_of(const std::filesystem::path& file);
+
 /// Throws InputError where a new file could not be given this name: it is taken (and overwrite is not given), or it
 /// names something that is not a file, or its folder is missing. What a long job checks before it begins.
 void require_free_name(const std::filesystem::path& file, bool overwrite);

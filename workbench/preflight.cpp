@@ -4,7 +4,6 @@
 #include <cstdint>
 #include <string>
 
-#include "fileio/ctc_header.h"
 #include "workbench/channel_list.h"
 #include "workbench/input_error.h"
 #include "workbench/window.h"
@@ -12,9 +11,6 @@
 namespace workbench {
 
 namespace {
-
-constexpr int longestWindow = 5000; // ms on either side, the dialogs' limit
-constexpr int smallestSegment = 10; // artifacts, the dialog's limit
 
 void check_range(const char* option, const std::optional<int>& value, int lowest, int highest,
                  const std::string& what) {
@@ -87,26 +83,18 @@ std::vector<std::uint32_t> flat_channels(RecordingReader& recording, const std::
 
 void check_settings(const RecordingReader& recording, const Protocol& protocol, const RunSettings& settings) {
     const CTCStruct& header = recording.header();
-    if (!recording.continuous() || header.DataType == 0) {
+    if (!recording.continuous()) {
         throw InputError(recording.path().string() + " is not a continuous recording (sample ordering " +
-                         std::to_string(header.SampleOrdering) + ", data type " + std::to_string(header.DataType) +
-                         "): the module can only clean orderings 1 and 2");
+                         std::to_string(header.SampleOrdering) + "): the module can only clean orderings 1 and 2");
     }
-    if (recording.missing_elements() >= fileio::total_samples(header)) {
-        throw InputError(recording.path().string() + " holds no samples: its data section is missing");
-    }
+    require_sampling_frequency(recording);
     if (protocol.conditions.empty()) {
         throw InputError("the protocol has no condition: add one with the artifact triggers");
     }
     check_range("--pre", settings.pre, 0, longestWindow, "milliseconds before the trigger");
     check_range("--post", settings.post, 0, longestWindow, "milliseconds after the trigger");
     if (settings.pre && settings.post) {
-        const Window window = window_in_samples(*settings.pre, *settings.post, header.SamplingFrequency);
-        if (window.length() < 1 || window.length() > static_cast<std::int64_t>(header.NrOfSamples)) {
-            throw InputError("a window of " + std::to_string(*settings.pre) + " ms before to " +
-                             std::to_string(*settings.post) + " ms after the trigger does not fit the recording's " +
-                             std::to_string(header.NrOfSamples) + " samples; choose a shorter one");
-        }
+        require_window(recording, window_in_samples(*settings.pre, *settings.post, header.SamplingFrequency));
     }
     int nTrials = INT32_MAX;
     if (settings.condition) {
@@ -128,7 +116,7 @@ std::vector<std::string> announcements(RecordingReader& recording, const Protoco
     announce_data_type(header, lines);
     if (recording.missing_elements() != 0) {
         lines.push_back("the data section is cut short: " + std::to_string(recording.missing_elements()) +
-                        " sample values are missing and count as zeros");
+                        " sample values are missing and count as stored zeros");
     }
     if (!settings.condition || !settings.pre || !settings.post) {
         return lines;
@@ -138,6 +126,11 @@ std::vector<std::string> announcements(RecordingReader& recording, const Protoco
         protocol, protocol.conditions[static_cast<std::size_t>(*settings.condition)], header.SamplingFrequency);
     const auto outside = std::count_if(triggers.begin(), triggers.end(),
                                        [&](std::int64_t t) { return !window.fits(t, header.NrOfSamples); });
+    if (window.length() == 1) {
+        lines.push_back(
+            "the window has one sample: less its mean nothing is left to fit, and cleaned samples will not be "
+            "numbers");
+    }
     if (outside != 0) {
         lines.push_back(std::to_string(outside) + " of " + std::to_string(triggers.size()) +
                         " triggers have a window that passes an end of the recording; they are not cleaned");

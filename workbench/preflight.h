@@ -1,22 +1,13 @@
 #pragma once
 
-#include <optional>
 #include <string>
 #include <vector>
 
 #include "workbench/protocol_file.h"
 #include "workbench/recording.h"
+#include "workbench/run_settings.h"
 
 namespace workbench {
-
-/// Settings of a run as far as they are known before it starts.
-struct RunSettings {
-    std::optional<int> condition; ///< 0-based
-    std::optional<int> pre;       ///< ms
-    std::optional<int> post;      ///< ms
-    std::optional<int> segment;
-    std::optional<int> components;
-};
 
 /// Throws InputError for a setting that the module's dialogs would not take, or with which nothing can be cleaned.
 void check_settings(const RecordingReader& recording, const Protocol& protocol, const RunSettings& settings);

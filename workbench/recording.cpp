@@ -65,6 +65,9 @@ float value_of_stored(const CTCStruct& header, std::uint32_t channel, const char
 
 RecordingReader::RecordingReader(const std::filesystem::path& file)
     : path_(file), input_(open_input_file(file, false)) {
+    std::error_code gone;
+    sizeWhenOpened_ = std::filesystem::file_size(file, gone);
+    timeWhenOpened_ = std::filesystem::last_write_time(file, gone);
     try {
         open_header();
     } catch (...) {
@@ -113,6 +116,18 @@ void RecordingReader::open_header() {
 std::uint64_t RecordingReader::missing_elements() const {
     const std::uint64_t promised = fileio::total_samples(header_);
     return promised - std::min(promised, dataBytes_ / fileio::stored_size(header_.DataType));
+}
+
+bool RecordingReader::changed() const {
+    std::error_code error;
+    const std::uint64_t size = std::filesystem::file_size(path_, error);
+    return error || size != sizeWhenOpened_ || std::filesystem::last_write_time(path_, error) != timeWhenOpened_ ||
+           error;
+}
+
+std::uint64_t RecordingReader::size_when_whole() const {
+    const std::uint64_t elementSize = header_.DataType == 5 ? 1 : fileio::stored_size(header_.DataType);
+    return std::max<std::uint64_t>(sizeWhenOpened_, dataPosition_ + fileio::total_samples(header_) * elementSize);
 }
 
 void RecordingReader::read_stored(std::uint64_t element, std::uint64_t count) {

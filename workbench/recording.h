@@ -30,6 +30,11 @@ public:
     /// Elements the header promises that the file does not hold; they are read as stored zeros, which a scaled data
     /// type turns into the channel's offset.
     std::uint64_t missing_elements() const;
+    /// The file's size or time of change is no longer what it was when it was opened, or it is gone.
+    bool changed() const;
+    /// Bytes that a file with this header and a whole data section has, at least those that this one has. The module
+    /// views scaled floats as single bytes, and makes a recording of them that was cut short only that long.
+    std::uint64_t size_when_whole() const;
     /// One stretch of samples (SampleOrdering 1 or 2), not a table of conditions.
     bool continuous() const { return header_.SampleOrdering == 1 || header_.SampleOrdering == 2; }
 
@@ -49,6 +54,8 @@ private:
     CTCStruct header_{};
     std::uint64_t dataPosition_ = 0;
     std::uint64_t dataBytes_ = 0; // that the file really holds
+    std::uint64_t sizeWhenOpened_ = 0;
+    std::filesystem::file_time_type timeWhenOpened_{};
     std::vector<char> block_;
 };
 

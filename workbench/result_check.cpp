@@ -4,8 +4,8 @@
 #include <cmath>
 #include <cstdint>
 #include <fstream>
+#include <iterator>
 
-#include "fileio/ctc_header.h"
 #include "workbench/channel_list.h"
 #include "workbench/input_error.h"
 
@@ -21,12 +21,12 @@ std::string first_bytes(const std::filesystem::path& path, std::uint64_t count) 
     return bytes;
 }
 
-// Bytes that the file must at least have for its samples to be whole. The view of scaled floats has single bytes, so
-// a recording of them that was cut short is made only that long.
-std::uint64_t whole_size(const RecordingReader& recording, std::uint64_t inputSize) {
-    const CTCStruct& header = recording.header();
-    const std::uint64_t elementSize = header.DataType == 5 ? 1 : fileio::stored_size(header.DataType);
-    return std::max<std::uint64_t>(inputSize, recording.data_position() + fileio::total_samples(header) * elementSize);
+// Lines of a text file; more than any file has where the last one is cut.
+std::size_t complete_lines(const std::filesystem::path& path) {
+    std::ifstream file(path, std::ios::binary);
+    const std::string text{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+    const auto lines = static_cast<std::size_t>(std::count(text.begin(), text.end(), '\n'));
+    return text.empty() || text.back() == '\n' ? lines : SIZE_MAX;
 }
 
 // Channels of a float recording that hold a value that is no number.
@@ -56,16 +56,19 @@ std::vector<std::uint32_t> channels_with_non_numbers(RecordingReader& recording)
 
 } // namespace
 
-ResultCheck check_result(RecordingReader& recording, const std::filesystem::path& cleaned) {
-    std::error_code error;
-    const std::uint64_t inputSize = std::filesystem::file_size(recording.path(), error);
-    if (error) {
-        return {"the recording " + recording.path().string() + " vanished during the run", {}};
+ResultCheck check_result(RecordingReader& recording, const std::filesystem::path& cleaned,
+                         const std::filesystem::path& trials, std::size_t nTrials) {
+    if (recording.changed()) {
+        return {"the recording " + recording.path().string() + " changed during the run", {}};
     }
+    std::error_code error;
     const std::uint64_t size = std::filesystem::file_size(cleaned, error);
-    if (error || size != whole_size(recording, inputSize) ||
+    if (error || size != recording.size_when_whole() ||
         first_bytes(cleaned, recording.data_position()) != first_bytes(recording.path(), recording.data_position())) {
-        return {"the cleaned recording is not whole (disk full, or the recording changed during the run)", {}};
+        return {"the cleaned recording is not whole (is the disk full?)", {}};
+    }
+    if (complete_lines(trials) != nTrials) {
+        return {"the trial file is not whole (is the disk full?)", {}};
     }
     ResultCheck check;
     if (recording.header().DataType == 1) {

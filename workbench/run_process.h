@@ -3,18 +3,14 @@
 #include <functional>
 #include <string>
 
+#include "workbench/interrupt.h"
+
 namespace workbench {
 
-/// How work in a process of its own came out.
-struct ProcessResult {
-    bool succeeded;
-    bool interrupted;    ///< the user, or the system, asked this program to end
-    std::string failure; ///< what went wrong, when the process did not end by itself with 0 or 1
-};
-
 /// Runs `work` in a child process and waits. The child takes a crash, or an end through exit, on itself, so that the
-/// parent can always clear up. An interrupt (Ctrl-C, SIGTERM) ends the child.
-/// @param work  returns true for success.
-ProcessResult run_in_child(const std::function<bool()>& work);
+/// parent can always clear up. An interrupt ends the child and is noted in `hold`.
+/// @param work  returns why it failed, or an empty text.
+/// @return what `work` returned, or how the child came to its end.
+std::string run_in_child(InterruptHold& hold, const std::function<std::string()>& work);
 
 } // namespace workbench

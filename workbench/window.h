@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "workbench/protocol_file.h"
+#include "workbench/recording.h"
 
 namespace workbench {
 
@@ -19,6 +20,11 @@ struct Window {
         return trigger - preS >= 0 && trigger + postS < static_cast<std::int64_t>(nSamples);
     }
 };
+
+/// Throw InputError for a recording from which no window can be taken: no usable sampling frequency, fewer samples than
+/// the window, or (working memory is as large as a window of all channels) fewer in the file.
+void require_sampling_frequency(const RecordingReader& recording);
+void require_window(const RecordingReader& recording, const Window& window);
 
 /// Milliseconds to samples with the rounding of a removal run: single precision, truncated.
 Window window_in_samples(int preMs, int postMs, float samplingFrequency);

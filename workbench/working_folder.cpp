@@ -15,12 +15,12 @@ WorkingFolder::WorkingFolder(const std::filesystem::path& parent) {
         throw InputError("cannot write in the folder " + parent.string() + " (" + std::strerror(errno) +
                          "); choose another place for the result with -o");
     }
-    folder = pattern;
+    folder_ = pattern;
 }
 
 WorkingFolder::~WorkingFolder() {
     std::error_code ignored;
-    std::filesystem::remove_all(folder, ignored);
+    std::filesystem::remove_all(folder_, ignored);
 }
 
 } // namespace workbench

@@ -14,10 +14,10 @@ public:
     WorkingFolder(const WorkingFolder&) = delete;
     WorkingFolder& operator=(const WorkingFolder&) = delete;
 
-    const std::filesystem::path& path() const { return folder; }
+    const std::filesystem::path& path() const { return folder_; }
 
 private:
-    std::filesystem::path folder;
+    std::filesystem::path folder_;
 };
 
 } // namespace workbench

@@ -1,9 +1,14 @@
 // The workbench's run command, as a person or a batch job uses it.
 
+#include <algorithm>
 #include <chrono>
+#include <csignal>
 #include <cstdint>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <functional>
+#include <limits>
 #include <string>
 #include <thread>
 #include <vector>
@@ -143,7 +148,63 @@ TEST_F(WorkbenchRun, OutputNameNamesBothResults) {
 TEST_F(WorkbenchRun, BothProductsClean) {
     EXPECT_EQ(run({"--product", "plain", "-o", "plain.ctc"}).status, 0);
     EXPECT_EQ(run({"--product", "blas", "-o", "blas.ctc"}).status, 0);
-    EXPECT_EQ(read_file("plain.ctc").size(), read_file("blas.ctc").size());
+    const std::string plain = read_file("plain.ctc");
+    const std::string blas = read_file("blas.ctc");
+    ASSERT_EQ(plain.size(), blas.size());
+    EXPECT_NE(plain, read_file("rec.ctc"));
+    for (std::size_t at = plain.size() - 8000; at < plain.size(); at += 4) {
+        float x = 0.0f;
+        float y = 0.0f;
+        std::memcpy(&x, &plain[at], 4);
+        std::memcpy(&y, &blas[at], 4);
+        EXPECT_NEAR(x, y, 0.05f);
+    }
+}
+
+TEST_F(WorkbenchRun, TrialFileHasTheConditionsNameWhateverTheModuleMakesOfIt) {
+    std::string protocol = read_file("rec.prt");
+    protocol.replace(protocol.find("slice"), 5, "R%d");
+    write_file("rec.prt", protocol);
+    EXPECT_EQ(run({"--condition", "R%d"}, "--condition").status, 0);
+    EXPECT_EQ(read_file("rec_R%d.trl").substr(0, 11), "49000 R%d\n9");
+}
+
+TEST_F(WorkbenchRun, HeaderThatClaimsWhatTheFileDoesNotHoldIsRefusedAtOnce) {
+    support::CtcHeader header;
+    header.nrOfChannels = 65000;
+    header.nrOfSamples = 60000;
+    write_file("rec.ctc", support::ctc_header_bytes(header) + std::string(4000, '\0'));
+    expect_refused(run(), "less than one window");
+}
+
+TEST_F(WorkbenchRun, UnusableSamplingFrequenciesAreRefused) {
+    for (const float rate : {0.0f, -100.0f, std::numeric_limits<float>::quiet_NaN()}) {
+        std::string bytes = recording_bytes(1, 1);
+        std::memcpy(&bytes[24], &rate, 4);
+        write_file("rec.ctc", bytes);
+        expect_refused(run(), "sampling frequency of");
+    }
+}
+
+TEST_F(WorkbenchRun, WindowOfOneSampleIsAnnounced) {
+    std::vector<std::string> arguments{WORKBENCH_PROGRAM,
+                                       "run",
+                                       ORIDAN_MODULE_PATH,
+                                       "--data",
+                                       "rec.ctc",
+                                       "--protocol",
+                                       "rec.prt",
+                                       "--condition",
+                                       "slice",
+                                       "--pre",
+                                       "0",
+                                       "--post",
+                                       "0",
+                                       "--segment",
+                                       "10",
+                                       "--components",
+                                       "2"};
+    EXPECT_NE(support::run_command(arguments).err.find("one sample"), std::string::npos);
 }
 
 TEST_F(WorkbenchRun, ExistingResultsAreKeptUnlessTold) {
@@ -182,6 +243,8 @@ TEST_F(WorkbenchRun, SettingsOutOfRangeAreRefused) {
         {"--pre", "-1", "0 to 5000"},        {"--pre", "5001", "0 to 5000"},    {"--post", "5001", "0 to 5000"},
         {"--post", "1000", "does not fit"},  {"--segment", "9", "10 to 12"},    {"--segment", "13", "10 to 12"},
         {"--components", "0", "1 to 10"},    {"--components", "11", "1 to 10"}, {"--pre", "ten", "--pre"},
+        {"--pre", "010", "decimal"},         {"--pre", "0x10", "decimal"},      {"--segment", "+10", "decimal"},
+
         {"--condition", "nothing", "slice"}, {"--condition", "3", "slice"},     {"--condition", "few", "3 triggers"},
         {"--product", "mkl", "--product"}};
     for (const auto& c : cases) {
@@ -301,7 +364,9 @@ TEST_F(WorkbenchRun, PathsLongerThanTheModuleTakesWork) {
 }
 
 TEST_F(WorkbenchRun, QuietPrintsNothingAndVerboseTheDialogs) {
-    EXPECT_EQ(run({"--quiet"}).out, "");
+    const CommandResult quiet = run({"--quiet"});
+    EXPECT_EQ(quiet.status, 0);
+    EXPECT_EQ(quiet.out, "");
     const CommandResult result = run({"--verbose", "--overwrite"});
     EXPECT_NE(result.out.find("Please enter pre-trigger time [ms]: 10\n"), std::string::npos);
     EXPECT_NE(result.out.find("[busy]\n"), std::string::npos);
@@ -329,6 +394,21 @@ TEST_F(WorkbenchOnATerminal, CancelledDialogLeavesNothing) {
     }
 }
 
+TEST_F(WorkbenchOnATerminal, WhatIsAskedIsCheckedBeforeTheRun) {
+    write_file("rec_slice.trl", "precious");
+    CommandResult result = support::run_on_terminal(command({}, "--condition"), "1\n");
+    EXPECT_EQ(result.status, 2);
+    EXPECT_NE(result.out.find("exists already"), std::string::npos) << result.out;
+    EXPECT_EQ(result.out.find("OridanSuite"), std::string::npos) << "the module was not run";
+    std::filesystem::remove("rec_slice.trl");
+    result = support::run_on_terminal(command({}, "--condition"), "2\n");
+    EXPECT_EQ(result.status, 2);
+    EXPECT_NE(result.out.find("has 3 triggers"), std::string::npos) << result.out;
+    result = support::run_on_terminal(command({}, "--pre"), "100\n");
+    EXPECT_EQ(result.status, 0);
+    EXPECT_NE(result.out.find("1 of 12 triggers"), std::string::npos) << result.out;
+}
+
 TEST_F(WorkbenchOnATerminal, SegmentsAreOneLiveLine) {
     const CommandResult result = support::run_on_terminal(command(), "");
     EXPECT_EQ(result.status, 0);
@@ -336,38 +416,102 @@ TEST_F(WorkbenchOnATerminal, SegmentsAreOneLiveLine) {
     EXPECT_NE(result.out.find("0 %  channel 1 of 2, segment 1 of 2"), std::string::npos) << result.out;
 }
 
-TEST_F(WorkbenchRun, ModuleThatEndsTheProcessLeavesNothing) {
-    for (const char* how : {"crash", "exit", "return"}) {
-        std::vector<std::string> arguments = command();
+class WorkbenchWithABadModule : public WorkbenchRun {
+protected:
+    static CommandResult run(const std::string& how, const std::vector<std::string>& more = {},
+                             const std::function<void(pid_t)>& whileRunning = {},
+                             const std::function<void()>& inChild = {}) {
+        std::vector<std::string> arguments = command(more);
         arguments[2] = MISBEHAVING_MODULE_PATH;
-        const CommandResult result = support::run_command(arguments, {}, [&] { setenv("MISBEHAVE", how, 1); });
+        return support::run_command(arguments, whileRunning, [&] {
+            setenv("MISBEHAVE", how.c_str(), 1);
+            if (inChild) {
+                inChild();
+            }
+        });
+    }
+
+    // Runs a module that waits, does something to the workbench meanwhile, and lets the module end if it still can.
+    static CommandResult run_and(const std::function<void(pid_t)>& doMeanwhile,
+                                 const std::function<void()>& inChild = {}) {
+        const support::TemporaryFolder outside;
+        return run(
+            "wait", {},
+            [&](pid_t workbench) {
+                for (int i = 0; i < 12000 && !outside.has("started"); ++i) {
+                    std::this_thread::sleep_for(std::chrono::milliseconds(5));
+                }
+                doMeanwhile(workbench);
+                outside.write("release", "");
+            },
+            [&] {
+                setenv("STARTED", outside.path("started").c_str(), 1);
+                setenv("RELEASE", outside.path("release").c_str(), 1);
+                if (inChild) {
+                    inChild();
+                }
+            });
+    }
+};
+
+TEST_F(WorkbenchWithABadModule, ThatEndsTheProcessNothingIsLeft) {
+    for (const char* how : {"crash", "exit", "throw", "return"}) {
+        const CommandResult result = run(how);
         EXPECT_EQ(result.status, 1) << how << result.err;
         EXPECT_NE(result.err.find("nothing was written"), std::string::npos) << result.err;
         EXPECT_EQ(files(), untouched) << how;
     }
 }
 
-TEST_F(WorkbenchRun, InterruptLeavesNothing) {
-    for (const int signal : {SIGINT, SIGTERM}) {
-        std::vector<std::string> arguments = command();
-        arguments[2] = MISBEHAVING_MODULE_PATH;
-        const support::TemporaryFolder outside;
-        const CommandResult result = support::run_command(
-            arguments,
-            [&](pid_t workbench) {
-                while (!outside.has("started")) {
-                    std::this_thread::sleep_for(std::chrono::milliseconds(5));
-                }
-                kill(workbench, signal);
-            },
-            [&] {
-                setenv("MISBEHAVE", "hang", 1);
-                setenv("STARTED", outside.path("started").c_str(), 1);
-            });
+TEST_F(WorkbenchWithABadModule, ThatCutsItsTrialFileNothingIsLeft) {
+    const CommandResult result = run("cut the trial file");
+    EXPECT_EQ(result.status, 1);
+    EXPECT_NE(result.err.find("the trial file is not whole"), std::string::npos) << result.err;
+    EXPECT_EQ(files(), untouched);
+}
+
+TEST_F(WorkbenchWithABadModule, RecordingThatChangesDuringTheRunIsNoticed) {
+    const CommandResult result = run("change the recording");
+    EXPECT_EQ(result.status, 1);
+    EXPECT_NE(result.err.find("changed during the run"), std::string::npos) << result.err;
+    EXPECT_EQ(files(), untouched);
+}
+
+TEST_F(WorkbenchWithABadModule, ReplacedTrialFileComesBackWhenTheRecordingCannotBeMoved) {
+    write_file("rec_slice.trl", "old");
+    const std::string result = folder.path("rec_OBS.ctc");
+    const CommandResult moved =
+        run("take the result's name", {"--overwrite"}, {}, [&] { setenv("RESULT", result.c_str(), 1); });
+    EXPECT_EQ(moved.status, 1);
+    EXPECT_EQ(read_file("rec_slice.trl"), "old");
+    EXPECT_EQ(files(), (std::vector<std::string>{"rec.ctc", "rec.prt", "rec_OBS.ctc", "rec_slice.trl"}));
+    EXPECT_TRUE(std::filesystem::is_empty("rec_OBS.ctc"));
+}
+
+TEST_F(WorkbenchWithABadModule, InterruptLeavesNothing) {
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+        const CommandResult result = run_and([&](pid_t workbench) { kill(workbench, signal); });
         EXPECT_EQ(result.status, 130);
         EXPECT_EQ(result.err, "workbench: interrupted; nothing was written\n");
         EXPECT_EQ(files(), untouched);
     }
+}
+
+TEST_F(WorkbenchWithABadModule, SignalsThatWereIgnoredStayIgnored) {
+    EXPECT_EQ(run_and([](pid_t workbench) { kill(workbench, SIGHUP); }, [] { std::signal(SIGHUP, SIG_IGN); }).status,
+              0);
+}
+
+TEST_F(WorkbenchWithABadModule, StoppingAndContinuingIsNoInterrupt) {
+    EXPECT_EQ(run_and([](pid_t workbench) {
+                  kill(workbench, SIGSTOP);
+                  kill(workbench, SIGCONT);
+              }).status,
+              0);
+}
+
+TEST_F(WorkbenchWithABadModule, EndOfTheChildIsSeenWhereItsSignalWasIgnored) {
+    EXPECT_EQ(run_and([](pid_t) {}, [] { std::signal(SIGCHLD, SIG_IGN); }).status, 0);
 }
 
 TEST_F(WorkbenchRun, FullDiskIsToldAndLeavesNothing) {
@@ -377,7 +521,8 @@ TEST_F(WorkbenchRun, FullDiskIsToldAndLeavesNothing) {
         setrlimit(RLIMIT_FSIZE, &limit);
     });
     EXPECT_EQ(result.status, 1);
-    EXPECT_NE(result.err.find("nothing was"), std::string::npos) << result.err;
+    EXPECT_NE(result.err.find("nothing was written"), std::string::npos) << result.err;
+    EXPECT_NE(result.err.find("is the disk full?"), std::string::npos) << result.err;
     EXPECT_EQ(files(), untouched);
     EXPECT_EQ(read_file("rec.ctc"), before);
 }
@@ -386,7 +531,9 @@ TEST_F(WorkbenchRun, HelpWorks) {
     EXPECT_EQ(support::run_command({WORKBENCH_PROGRAM, "--help"}).status, 0);
     EXPECT_EQ(support::run_command({WORKBENCH_PROGRAM, "run", "--help"}).status, 0);
     EXPECT_EQ(support::run_command({WORKBENCH_PROGRAM}).status, 2);
-    EXPECT_EQ(support::run_command({WORKBENCH_PROGRAM, "dance"}).status, 2);
+    const CommandResult unknown = support::run_command({WORKBENCH_PROGRAM, "dance"});
+    EXPECT_EQ(unknown.status, 2);
+    EXPECT_EQ(unknown.err, "workbench: there is no command dance; see workbench --help\n");
 }
 
 } // namespace
