@@ -131,7 +131,7 @@ void add_compare_command(CLI::App& app) {
     command->add_flag("--overwrite", options->overwrite, "replace result files that exist");
     command->footer("Example, after workbench simulate -o demo.ctc:\n"
                     "  workbench compare demo.ctc demo.clean.ctc --protocol demo.prt --condition slice --pre 0 --post "
-                    "63 --truth demo.clean.ctc");
+                    "63 --truth demo.clean.ctc\n");
     command->callback([options] { compare(*options); });
 }
 

@@ -29,7 +29,7 @@ void add_info_command(CLI::App& app) {
     auto path = std::make_shared<std::string>();
     CLI::App* command = app.add_subcommand("info", "Show what a module says of itself");
     command->add_option("MODULE", *path, "the module, e.g. build/release/OridanArtifactRemoval.so")->required();
-    command->footer("Example:\n  workbench info build/release/OridanArtifactRemoval.so");
+    command->footer("Example:\n  workbench info build/release/OridanArtifactRemoval.so\n");
     command->callback([path] { print_info(*path); });
 }
 

@@ -52,7 +52,7 @@ void add_protocol_command(CLI::App& app) {
     command->add_option("--experiment", options->experiment, "the experiment's name (the table's name if not given)");
     command->add_flag("--overwrite", options->overwrite, "replace the protocol file if it exists");
     command->footer("Example:\n  printf 'condition,sample_number_0based\\nblink,486\\nblink,662\\n' > triggers.csv\n"
-                    "  workbench protocol triggers.csv -o blinks.prt");
+                    "  workbench protocol triggers.csv -o blinks.prt\n");
     command->callback([options] { make_protocol(*options); });
 }
 

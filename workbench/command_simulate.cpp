@@ -222,7 +222,7 @@ void add_simulate_command(CLI::App& app) {
         ->check(seed_problem)
         ->capture_default_str();
     command->add_flag("--overwrite", options->overwrite, "replace files that exist");
-    command->footer("Example:\n  workbench simulate -o demo.ctc --seconds 60");
+    command->footer("Example:\n  workbench simulate -o demo.ctc --seconds 60\n");
     command->callback([options] { simulate(*options); });
 }
 

@@ -384,6 +384,23 @@ TEST(ReadEntireCTC, OtherOrderingsAreRefusedWithAMessage) {
     }
 }
 
+TEST(ReadEntireCTC, WhatIsNotSupportedIsSaidWhereTheHeaderIsCutRightBehindIt) {
+    const TemporaryFolder folder;
+    for (const unsigned int mode : {inMemory, fileBacked}) {
+        Bytes bytes; // FileVersion, CompressionType, DataType
+        bytes.u32(1).u32(0).u32(2);
+        EXPECT_EQ(refusal(folder.write("a.ctc", bytes.str()), mode), "Datatype not yet supported.\n");
+        EXPECT_EQ(refusal(folder.write("a.ctc", bytes.str().substr(0, 11)), mode), "");
+        bytes = Bytes();
+        bytes.u32(1).u32(0).u32(1).u32(7); // and SampleOrdering
+        EXPECT_EQ(refusal(folder.write("a.ctc", bytes.str()), mode), "SampleOrdering not yet supported.\n");
+        bytes = Bytes();
+        bytes.u32(1).u32(0).u32(1).u32(0).u32(1).u32(1).f32(1000.0f); // ordering 0 is looked at last
+        EXPECT_EQ(refusal(folder.write("a.ctc", bytes.str()), mode), "");
+        EXPECT_EQ(refusal(folder.write("a.ctc", bytes.u32(0).str()), mode), "SampleOrdering not yet supported.\n");
+    }
+}
+
 TEST(ReadEntireCTC, WhatCannotBeOpenedIsRefusedSilently) {
     const TemporaryFolder folder;
     const std::string pipe = folder.path("pipe");

@@ -257,6 +257,21 @@ TEST(WriteEntireCTC, WhatCannotBeWrittenIsRefusedSilentlyAndMakesNoFile) {
     });
 }
 
+TEST(WriteEntireCTC, ADataTypeWithoutElementsIsRefusedWithNoSamplesToWriteToo) {
+    const TemporaryFolder folder;
+    for (const unsigned int dataType : {0u, 6u}) {
+        Recording empty;
+        fill(empty.ctc, six_samples(dataType, 1));
+        empty.ctc.NrOfSamples = 0;
+        EXPECT_EQ(WriteEntireCTC(&empty.ctc, folder.path("new.ctc").c_str(), 0), 0);
+    }
+    const std::string path = folder.write("a.ctc", ctc_header_bytes(six_samples(0, 1)) + "sixth.");
+    Recording viewed;
+    ASSERT_EQ(ReadEntireCTC(&viewed.ctc, path.c_str(), 1), 1);
+    EXPECT_EQ(WriteEntireCTC(&viewed.ctc, folder.path("new.ctc").c_str(), 0), 0);
+    EXPECT_FALSE(folder.has("new.ctc"));
+}
+
 TEST(WriteEntireCTC, ANameThatCannotBeOpenedIsRefused) {
     const TemporaryFolder folder;
     Recording recording;

@@ -636,6 +636,31 @@ TEST(Whitening, AnEigenvalueAtTheThresholdIsNotAboveIt) {
     EXPECT_EQ(Whitening(x, 4, std::nextafter(0.25f, 0.0f)).ncomp, 3);
 }
 
+TEST(Whitening, TheThresholdIsAFloatProduct) {
+    const TemporaryFolder folder(TemporaryFolder::Use::asCurrentDirectory);
+    // 0.64f is below 0.64: its double product with 25 is below 16, the float product is 16.
+    const Rows x = observations_with_variances({6.25f, 4.0f, 1.0f, 0.25f});
+    ASSERT_LT(static_cast<double>(0.64f) * 6.25, 4.0);
+    ASSERT_EQ(0.64f * 6.25f, 4.0f);
+    EXPECT_EQ(Whitening(x, 4, 0.64f).ncomp, 2);
+}
+
+TEST(Whitening, DeviationsAreFloatDifferences) {
+    const TemporaryFolder folder(TemporaryFolder::Use::asCurrentDirectory);
+    // Beside their mean the smaller of the two observations loses bits that show in the variance.
+    const float small = 0.4f;
+    const float large = 1.001e6f;
+    const float mean = (small + large) / 2.0f;
+    const float first = small - mean;
+    const float second = large - mean;
+    const auto variance_of = [](double a, double b) { return static_cast<float>((a * a + b * b) / 2.0); };
+    const float rounded = variance_of(static_cast<double>(first), static_cast<double>(second));
+    const float exact = variance_of(static_cast<double>(small) - static_cast<double>(mean),
+                                    static_cast<double>(large) - static_cast<double>(mean));
+    ASSERT_NE(std::pow(rounded, 0.5f), std::pow(exact, 0.5f));
+    EXPECT_EQ(Whitening(Rows{{small}, {large}}, 1, 1.0f).dw(0, 0), std::pow(rounded, 0.5f));
+}
+
 TEST(Whitening, WritesTheCovarianceIntoTheCurrentDirectory) {
     const TemporaryFolder folder(TemporaryFolder::Use::asCurrentDirectory);
     folder.write("Covariance.txt", std::string(1000, 'x'));

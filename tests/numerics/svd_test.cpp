@@ -751,6 +751,28 @@ TEST(Svdfit, ValuesBelowTheThresholdAreZeroedAndOneAtTheThresholdIsKept) {
     EXPECT_EQ(dropped.a[1], 3.0f);
 }
 
+TEST(Svdfit, TheThresholdIsADoubleProductRoundedToFloat) {
+    // A largest value of 1/7: the float product with 1e-5f is the float below the threshold.
+    const auto identityBasis = [](float x, float* afunc, int ma) {
+        for (int j = 1; j <= ma; j++) {
+            afunc[j] = x == static_cast<float>(j) ? 1.0f : 0.0f;
+        }
+    };
+    const float largest = 1.0f / 7.0f;
+    const float threshold = static_cast<float>(1e-5 * static_cast<double>(largest));
+    const float between = 1e-5f * largest;
+    ASSERT_LT(between, threshold);
+    float sigma = 1.0f / between;
+    while (1.0f / sigma >= threshold) {
+        sigma = std::nextafter(sigma, infinity);
+    }
+    ASSERT_EQ(1.0f / sigma, between);
+    Fit fit({1.0f, 2.0f}, {3.0f, 4.0f}, {7.0f, sigma}, 2, identityBasis);
+    EXPECT_EQ(fit.w[1], largest);
+    EXPECT_EQ(fit.w[2], 0.0f);
+    EXPECT_EQ(fit.a[2], 0.0f);
+}
+
 TEST(Svdfit, MatchesThePlainDefinitionBitForBit) {
     const auto powers = [](float x, float* afunc, int ma) {
         float power = 1.0f;

@@ -748,6 +748,30 @@ TEST_F(ObsFit, AConstantChannelIsWrittenAsTheArithmeticLeavesIt) {
     }
 }
 
+TEST_F(ObsFit, NanInAWindowMakesAllWindowsTheOneNan) {
+    // A NaN of the recording's own with another sign and payload: what is written does not depend on it.
+    const std::vector<int> trig = {20, 40, 60, 80};
+    const FitSettings s = settings_of(3, 4, 4, 2, trig);
+    Model model = make_recording(1, 1, true, 1, 100, trig, 1);
+    const std::uint32_t ownNan = 0x7FC12345;
+    std::memcpy(&model.data[4 * 41], &ownNan, 4);
+    std::memcpy(&model.data[4 * 90], &ownNan, 4); // outside the windows
+    Recording recording(model);
+    Workspace workspace(s.N, s.L);
+    std::vector<float> x(8);
+    obs::fit_segment(s, workspace.ws, x.data(), &recording.ctc, 0, 0);
+    const std::string after = recording.data(model);
+    for (int sample = 0; sample < 100; ++sample) {
+        std::uint32_t bits = 0;
+        std::uint32_t bitsBefore = 0;
+        std::memcpy(&bits, &after[4 * static_cast<std::size_t>(sample)], 4);
+        std::memcpy(&bitsBefore, &model.data[4 * static_cast<std::size_t>(sample)], 4);
+        const bool inWindow =
+            std::any_of(trig.begin(), trig.end(), [&](int t) { return sample >= t - 3 && sample <= t + 4; });
+        EXPECT_EQ(bits, inWindow ? 0xFFC00000u : bitsBefore) << sample;
+    }
+}
+
 TEST_F(ObsFit, ShiftedRecordingsHoldTheCleanedEpochOneEpochFurtherOn) {
     const std::vector<int> trig = {20, 60, 100, 140};
     const FitSettings s = settings_of(3, 8, 4, 1, trig);

@@ -35,6 +35,8 @@ TEST(Execute, WithoutTheVersionFunctionEndsAtOnceWithFalseAndNoOutput) {
     host::nvLogText = nvLogText;
     host::nvShowLogTab = nvShowLogTab;
     host::nvShowBusyCursor = nvShowBusyCursor;
+    const auto leftover = reinterpret_cast<host::Uncalled>(0x1234);
+    host::nv_intel_matrix_matrix_mult_f = leftover;
     OridanArtifactRemovalPlugin plugin;
     testing::internal::CaptureStdout();
     testing::internal::CaptureStderr();
@@ -43,4 +45,5 @@ TEST(Execute, WithoutTheVersionFunctionEndsAtOnceWithFalseAndNoOutput) {
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
     EXPECT_EQ(calls, 0);
+    EXPECT_EQ(host::nv_intel_matrix_matrix_mult_f, leftover) << "the products are not looked for any more";
 }

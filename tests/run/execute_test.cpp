@@ -1,5 +1,6 @@
 // Every way in which a run ends, through a host process: result, calls in their order, files left.
 
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
 #include <filesystem>
@@ -543,6 +544,344 @@ TEST_F(Execute, RunsAreIndependent) {
     const std::string first = read_file("rec_OBS.ctc");
     ASSERT_TRUE(execute_module(script).result);
     EXPECT_EQ(read_file("rec_OBS.ctc"), first);
+}
+
+// Whether this process holds the file open.
+bool is_open(const std::string& path) {
+    std::error_code error;
+    const std::filesystem::path wanted = std::filesystem::canonical(path, error);
+    for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
+        if (!error && std::filesystem::read_symlink(entry.path(), error) == wanted) {
+            return true;
+        }
+        error.clear();
+    }
+    return false;
+}
+
+TEST_F(Execute, EveryLineStandsBeforeTheWorkThatItAnnounces) {
+    const std::string input = read_file("rec.ctc");
+    const std::size_t headerBytes = input.size() - 8000;
+    const auto window = [&](const std::string& bytes, std::size_t i) { // of trigger i in the first channel
+        return bytes.substr(headerBytes + 4 * static_cast<std::size_t>(triggers[i] - 10), 4 * 31);
+    };
+    write_file("rec_OBS.ctc", "what an earlier run left");
+    int seen = 0;
+    script.onLog = [&](const std::string& line) {
+        const std::string output = read_file("rec_OBS.ctc");
+        if (line == "// OridanSuite> Creating the output file ...") {
+            EXPECT_EQ(output, "what an earlier run left");
+        } else if (line == "// OridanSuite> Accessing data ...") {
+            EXPECT_TRUE(output == input) << "the copy is complete";
+            EXPECT_FALSE(is_open("rec_OBS.ctc"));
+            EXPECT_FALSE(is_open("rec.ctc"));
+        } else if (line == "// OridanSuite>>>>>> Processing segment 1/2 of channel 1 / 2  ...") {
+            EXPECT_TRUE(output == input);
+        } else if (line == "// OridanSuite>>>>>> Processing segment 2/2 of channel 1 / 2  ...") {
+            EXPECT_NE(window(output, 0), window(input, 0));
+            EXPECT_EQ(window(output, 11), window(input, 11));
+        } else if (line == "// OridanSuite> Closing the output file ...") {
+            EXPECT_TRUE(is_open("rec_OBS.ctc"));
+        } else if (line == "// OridanSuite> Artifact template removal completed!") {
+            EXPECT_FALSE(is_open("rec_OBS.ctc"));
+        } else {
+            return;
+        }
+        ++seen;
+    };
+    EXPECT_TRUE(execute_module(script).result);
+    EXPECT_EQ(seen, 6);
+}
+
+TEST_F(Execute, NothingStaysOpenAtAnyExit) {
+    const auto expect_closed = [&](const char* exit) {
+        execute_module(script);
+        for (const char* file : {"rec.ctc", "rec_OBS.ctc", "_slice.trl"}) {
+            EXPECT_FALSE(is_open(file)) << exit << ": " << file;
+        }
+    };
+    expect_closed("completed");
+    script.answers = {2, 10, 20, 10, 11};
+    expect_closed("unusable settings");
+    script.answers = {2, 10, 20, 13, 2};
+    expect_closed("too few triggers");
+    script.answers = {2, -1000, 20};
+    expect_closed("no window");
+    script.answers = {0};
+    expect_closed("no condition");
+    script.protocolApplies = false;
+    expect_closed("no protocol");
+    script.protocolFile = "";
+    expect_closed("no protocol file");
+    write_file("rec.ctc", read_file("rec.ctc").substr(0, 20));
+    expect_closed("no recording");
+}
+
+TEST_F(Execute, TrialFileThatIsAPipeIsNotWaitedFor) {
+    ASSERT_EQ(mkfifo("_slice.trl", 0600), 0);
+    EXPECT_TRUE(execute_module(script).result);
+    EXPECT_TRUE(std::filesystem::is_fifo("_slice.trl"));
+}
+
+TEST_F(Execute, TrialTimesAreDoubleQuotientsRoundedToFloat) {
+    // 5488935000 lies half-way between two texts of six digits, its float does not; 4938745000 is such a case whose
+    // float and the quotient of floats differ. Taking off 1 does not wrap.
+    script.conditions = {{"x", {5488936, 4938746, INT32_MIN, INT32_MAX, 1, 2, 3, 4, 5, 6}}};
+    script.answers = {1, 0, 1, 10, 1};
+    EXPECT_TRUE(execute_module(script).result);
+    EXPECT_EQ(read_file("_x.trl"), "5.48893e+09 x\n4.93874e+09 x\n-2.14748e+12 x\n2.14748e+12 x\n0 x\n1000 x\n2000 "
+                                   "x\n3000 x\n4000 x\n5000 x\n");
+}
+
+TEST_F(Execute, HeaderFieldsAreLoggedAsTheyStand) {
+    support::CtcHeader fields;
+    fields.fileVersion = 0xFFFFFFFE; // %i
+    fields.compressionType = 0x80000000;
+    fields.compressionParams = {7, 8, 9};
+    fields.dataType = 3;
+    fields.sampleOrdering = 2;
+    fields.nrOfChannels = 5;
+    fields.nrOfSamples = 20012;
+    fields.samplingFrequency = 1000.1f;
+    fields.offsets = fields.scales = {1, 1, 1, 1, 1};
+    write_file("rec.ctc", support::ctc_header_bytes(fields));
+    script.protocolFile = "";
+    const Lines calls = execute_module(script).calls;
+    const auto reading = std::find(calls.begin(), calls.end(), "log // OridanSuite> Reading OK.");
+    ASSERT_GE(calls.end() - reading, 10);
+    EXPECT_EQ(Lines(reading + 1, reading + 10),
+              (Lines{"log // OridanSuite> FileVersion: -2", "log // OridanSuite> CompressionType: -2147483648",
+                     "log // OridanSuite> NrOfCompressionParams: 3", "log // OridanSuite> DataType: 3",
+                     "log // OridanSuite> Number of channels : 5",
+                     "log // OridanSuite> Sampling frequency [Hz] : 1000.099976",
+                     "log // OridanSuite> Number of samples : 20012",
+                     "log // OridanSuite> Total data segment duration [min] : 0.333500",
+                     // 20009.9999...: cut, and a float quotient would be 20010
+                     "log // OridanSuite> Total data segment duration [msec] : 20009"}));
+}
+
+TEST_F(Execute, SampleCountsAreUnsignedInTheDurationsAndSignedInTheirLine) {
+    support::CtcHeader fields;
+    fields.dataType = 0;              // one byte per sample, a sparse file
+    fields.nrOfSamples = 3000034657U; // times 1000 is 2147484392 at 32 bits: beyond a signed number
+    write_file("rec.ctc", support::ctc_header_bytes(fields));
+    script.answers = {0};
+    const HostRun run = execute_module(script);
+    EXPECT_TRUE(run.result);
+    EXPECT_EQ(run.starting_with("log // OridanSuite> Number of samples").at(0),
+              "log // OridanSuite> Number of samples : -1294932639");
+    EXPECT_EQ(run.starting_with("log // OridanSuite> Total data segment duration [min]").at(0),
+              "log // OridanSuite> Total data segment duration [min] : 50000.578125");
+    EXPECT_EQ(run.starting_with("log // OridanSuite> Total data segment duration [msec]").at(0),
+              "log // OridanSuite> Total data segment duration [msec] : 2147484");
+}
+
+TEST_F(Execute, LongConditionNameIsCutInTheFileNameOnly) {
+    const std::string folderName(100, 'd'); // a file's own name could not be as long as the buffers
+    const std::string name = folderName + "/" + std::string(155, 'n');
+    std::filesystem::create_directory("_" + folderName);
+    script.conditions = {{name, triggers}};
+    script.answers = {1, 10, 20, 10, 2};
+    EXPECT_TRUE(execute_module(script).result);
+    EXPECT_EQ(read_file("_" + folderName + "/" + std::string(154, 'n') + ".trl").substr(0, 263),
+              "29000 " + name + "\n");
+}
+
+TEST_F(Execute, PathThatFillsTheBufferIsCutTo255Bytes) {
+    std::string path;
+    for (int i = 0; i < 124; ++i) {
+        path += "./";
+    }
+    path += "rec.ctc";
+    ASSERT_EQ(path.size(), 255U);
+    script.dataFile = path + "x";
+    const HostRun run = execute_module(script);
+    EXPECT_EQ(run.starting_with("log // OridanSuite> Artifact template removal completed!").size(), 1U);
+    EXPECT_TRUE(std::filesystem::exists("rec_OBS.ctc"));
+}
+
+TEST_F(Execute, PathOfFourCharactersIsNothingButAnExtension) {
+    std::filesystem::rename("rec.ctc", ".ctc");
+    script.dataFile = ".ctc";
+    const HostRun run = execute_module(script);
+    EXPECT_EQ(run.starting_with("log // OridanSuite> Artifact template removal completed!").size(), 1U);
+    EXPECT_TRUE(std::filesystem::exists("_OBS.ctc"));
+}
+
+TEST_F(Execute, AsManyComponentsAsArtifactsLeaveTheMeans) {
+    script.answers = {2, 10, 20, 10, 10};
+    const HostRun run = execute_module(script);
+    EXPECT_EQ(run.starting_with("log // OridanSuite> Artifact template removal completed!").size(), 1U);
+    const std::string before = read_file("rec.ctc");
+    const std::string after = read_file("rec_OBS.ctc");
+    const std::size_t headerBytes = before.size() - 8000;
+    for (std::size_t i = 0; i < 10; ++i) { // the triggers of the first segment
+        const std::size_t first = headerBytes + 4 * static_cast<std::size_t>(triggers[i] - 10);
+        float epoch[31];
+        std::memcpy(epoch, &before[first], sizeof epoch);
+        double mean = 0;
+        for (const float x : epoch) {
+            mean += static_cast<double>(x) / 31;
+        }
+        std::memcpy(epoch, &after[first], sizeof epoch);
+        for (const float x : epoch) {
+            EXPECT_NEAR(x, mean, 0.1);
+        }
+    }
+}
+
+TEST_F(Execute, WindowOfOneSampleIsAllowed) {
+    script.answers = {2, 0, 0, 10, 1};
+    const HostRun run = execute_module(script);
+    EXPECT_TRUE(run.result);
+    EXPECT_EQ(run.starting_with("log // OridanSuite> Artifact template removal completed!").size(), 1U);
+}
+
+TEST_F(Execute, ExtremeAnswersEndTheRunCleanly) {
+    constexpr int least = std::numeric_limits<int>::min();
+    constexpr int most = std::numeric_limits<int>::max();
+    const std::string condition = "log // OridanSuite> Protocol condition not selected. Exiting plugin.";
+    const std::string window = "log // OridanSuite> Temporal window not specified correctly. Exiting plugin.";
+    const std::string settings = "log // OridanSuite> OBS settings not specified correctly. Exiting plugin.";
+    const std::string tooFew = "box Too few artifact examples to cover the OBS segment!\nYou may try with a smaller "
+                               "OBS segment. Exiting plugin.";
+    const struct {
+        std::vector<int> answers;
+        std::string ending;
+    } cases[] = {{{least}, condition},
+                 {{most}, condition},
+                 {{2, least, 20}, window},
+                 {{2, most, 20}, window}, // 2^31 samples: no int
+                 {{2, 10, least}, window},
+                 {{2, 10, most}, window},
+                 {{2, least, least}, window},
+                 {{2, most, most}, window},
+                 {{2, 10, 20, least, least}, settings},
+                 {{2, 10, 20, 0, 0}, settings},
+                 {{2, 10, 20, -5, -6}, settings},
+                 {{2, 10, 20, 10, most}, settings},
+                 {{2, 10, 20, most, 1}, tooFew},
+                 {{2, 10, 20, most, most}, tooFew},
+                 {{2, 10, 20, 13, 14}, tooFew}}; // both are wrong: the triggers are looked at first
+    for (const auto& c : cases) {
+        script.answers = c.answers;
+        const HostRun run = execute_module(script);
+        EXPECT_TRUE(run.result);
+        EXPECT_EQ(run.calls.back(), c.ending) << testing::PrintToString(c.answers);
+        EXPECT_EQ(run.starting_with("ask").size(), c.answers.size() == 1 ? 1U : c.answers.size() == 3 ? 3U : 5U);
+        EXPECT_TRUE(read_file("rec_OBS.ctc") == read_file("rec.ctc"));
+    }
+}
+
+TEST_F(Execute, FrequencyOfZeroGivesInfiniteTrialTimes) {
+    write_file("rec.ctc", recording_bytes(1, 400, 0.0f, {}));
+    script.conditions = {{"x", {2, 0, 5}}};
+    script.answers = {1, 10, 20, 10, 1};
+    EXPECT_TRUE(execute_module(script).result);
+    EXPECT_EQ(read_file("_x.trl"), "inf x\n-inf x\ninf x\n");
+}
+
+// One waveform of changing height over a level of each channel: one component takes all of it, and what is stored is
+// each epoch's mean. The means end in one half, so that the rounding of the fit cannot show in a stored integer.
+TEST_F(Execute, IntegerRecordingsHoldTheMeansAtExactlyThesePlaces) {
+    constexpr int shape[8] = {0, 1, 4, 2, -3, -6, 2, 4}; // sums to 4; windows from 2 before the trigger to 5 after it
+    constexpr std::size_t samples = 1000;
+    // Before the start; ending at the length, valid and not readable; close to the end of the channel.
+    const std::vector<std::int32_t> positions = {30,  70,  1,   110, 995, 150, 190, 230,
+                                                 270, 310, 350, 390, 990, 430, 470, 995};
+    const auto height = [](std::size_t i) { return 1 + 2 * static_cast<int>(i % 5); };
+    for (const std::uint32_t dataType : {3U, 4U}) {
+        for (const std::uint32_t ordering : {1U, 2U}) {
+            SCOPED_TRACE(testing::Message() << "type " << dataType << ", ordering " << ordering);
+            const auto element = [&](std::size_t channel, std::size_t sample) {
+                return ordering == 1 ? channel * samples + sample : sample * 2 + channel;
+            };
+            std::vector<int> stored(2 * samples);
+            for (std::size_t channel = 0; channel < 2; ++channel) {
+                const int sign = channel == 0 ? 1 : -1;
+                for (std::size_t sample = 0; sample < samples; ++sample) {
+                    stored[element(channel, sample)] = channel == 0 ? 3 : -20;
+                }
+                for (std::size_t i = 0; i < positions.size(); ++i) {
+                    for (std::size_t j = 0; j < 8 && positions[i] >= 2 && positions[i] < 995; ++j) {
+                        stored[element(channel, static_cast<std::size_t>(positions[i]) - 2 + j)] +=
+                            sign * height(i) * shape[j];
+                    }
+                }
+            }
+            std::vector<int> expected = stored;
+            for (std::size_t channel = 0; channel < 2; ++channel) {
+                for (std::size_t i = 0; i < positions.size(); ++i) {
+                    if (positions[i] < 2 || positions[i] >= 995) {
+                        continue;
+                    }
+                    const std::size_t first = static_cast<std::size_t>(positions[i]) - 2;
+                    if (ordering == 1 && element(channel, first) + 16 > stored.size()) {
+                        continue; // stored one epoch further on, that would be behind the last sample
+                    }
+                    const int mean = channel == 0 ? 3 + height(i) / 2 : -20 - height(i) / 2; // cut toward zero
+                    for (std::size_t j = 0; j < 8; ++j) {
+                        expected[ordering == 1 ? element(channel, first) + 8 + j : element(channel, first + j)] = mean;
+                    }
+                }
+            }
+            support::CtcHeader fields;
+            fields.dataType = dataType;
+            fields.sampleOrdering = ordering;
+            fields.nrOfChannels = 2;
+            fields.nrOfSamples = samples;
+            fields.offsets = {3.0f, -1.0f};
+            fields.scales = {0.5f, 2.0f};
+            support::Bytes before;
+            support::Bytes after;
+            before.raw(support::ctc_header_bytes(fields));
+            after.raw(support::ctc_header_bytes(fields));
+            for (std::size_t e = 0; e < stored.size(); ++e) {
+                support::append_stored(before, dataType, stored[e]);
+                support::append_stored(after, dataType, expected[e]);
+            }
+            write_file("rec.ctc", before.str());
+            script.conditions = {{"x", positions}}; // 16: the second segment borrows four
+            script.answers = {1, 2, 5, 10, 1};
+            const HostRun run = execute_module(script);
+            EXPECT_TRUE(run.result);
+            EXPECT_TRUE(read_file("rec_OBS.ctc") == after.str());
+        }
+    }
+}
+
+// Scaled floats are addressed byte by byte. An offset beside which every sample is lost makes each value that is
+// written back a zero: the bytes whose numbers are those of the windows' samples, and no others, become 0.
+TEST_F(Execute, ScaledFloatsMoveSingleBytes) {
+    for (const std::uint32_t ordering : {1U, 2U}) {
+        support::CtcHeader fields;
+        fields.dataType = 5;
+        fields.sampleOrdering = ordering;
+        fields.nrOfChannels = 2;
+        fields.nrOfSamples = 400;
+        fields.offsets = {0x1p50f, 0x1p50f};
+        fields.scales = {1.0f, 1.0f};
+        support::Bytes bytes;
+        bytes.raw(support::ctc_header_bytes(fields));
+        const std::size_t data = bytes.size();
+        for (std::uint32_t i = 0; i < 800; ++i) {
+            bytes.u32(0x3F010101U + (i % 255) * 0x100U); // about one half, and no byte of it 0
+        }
+        write_file("rec.ctc", bytes.str());
+        script.conditions = {{"x", every(8, 32, 12)}}; // windows of 8 from multiples of 4: whole floats in ordering 1
+        script.answers = {1, 4, 3, 10, 0};
+        EXPECT_TRUE(execute_module(script).result);
+        std::string expected = bytes.str();
+        for (const std::int32_t t : script.conditions[0].intervals) {
+            for (std::size_t sample = static_cast<std::size_t>(t) - 4; sample <= static_cast<std::size_t>(t) + 3;
+                 ++sample) {
+                for (std::size_t channel = 0; channel < 2; ++channel) {
+                    expected[data + (ordering == 1 ? channel * 400 + sample : sample * 2 + channel)] = '\0';
+                }
+            }
+        }
+        EXPECT_TRUE(read_file("rec_OBS.ctc") == expected) << "ordering " << ordering;
+    }
 }
 
 } // namespace
