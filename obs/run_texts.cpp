@@ -7,7 +7,7 @@
 
 namespace {
 
-// One conversion specification of a format text, taken apart.
+// One conversion of a format text, taken apart.
 struct Conversion {
     std::string flags;
     std::size_t width = 0;
