@@ -146,14 +146,13 @@ void require_space(const RecordingReader& recording, const Protocol& protocol, c
     }
 }
 
-fs::path link_into(const fs::path& folder, const char* name, const fs::path& target) {
+void link_into(const fs::path& folder, const char* name, const fs::path& target) {
     std::error_code error;
     fs::create_symlink(fs::absolute(target), folder / name, error);
     if (error) {
         throw InputError("cannot make a link in " + folder.parent_path().string() + " (" + error.message() +
                          "); choose another place for the result with -o");
     }
-    return folder / name;
 }
 
 // The one trial file that the run left in its folder, whatever the module made of the condition's name; empty when it

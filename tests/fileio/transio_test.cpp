@@ -12,7 +12,7 @@
 #include <type_traits>
 #include <vector>
 
-#include "tests/fileio/child_process.h"
+#include "tests/support/child_process.h"
 #include "tests/support/ctc_bytes.h"
 #include "tests/support/temporary_folder.h"
 

@@ -15,16 +15,9 @@
 #include "numerics/inverse.h"
 #include "plugin/host_binding.h"
 #include "stats/moments.h"
+#include "tests/support/checkers.h"
 #include "tests/support/ctc_bytes.h"
 #include "tests/support/temporary_folder.h"
-
-#if defined(__SANITIZE_ADDRESS__)
-#define UNDER_ASAN 1
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer)
-#define UNDER_ASAN 1
-#endif
-#endif
 
 namespace {
 
@@ -806,7 +799,7 @@ TEST(FitWorkspaceStorage, IsReleasedAndForgotten) {
     EXPECT_EQ(ws.N, 0);
 }
 
-#ifndef UNDER_ASAN // it ends the process itself on a request of this size
+#ifndef ORIDAN_UNDER_ASAN // it ends the process itself on a request of this size
 TEST(FitWorkspaceStorage, AnEpochLengthThatCannotBeHeldEndsTheProcess) {
     EXPECT_EXIT(obs::make_fit_workspace(65536, INT_MAX), testing::ExitedWithCode(1), "allocation failure");
 }

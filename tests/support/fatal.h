@@ -2,36 +2,16 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
-#include <cstring>
 #include <ostream>
 #include <string>
 
-#if defined(__SANITIZE_ADDRESS__)
-#define ORIDAN_TEST_WITH_ADDRESS_SANITIZER 1
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer)
-#define ORIDAN_TEST_WITH_ADDRESS_SANITIZER 1
-#endif
-#endif
+#include "tests/support/checkers.h"
 
 // Present only where the program runs under the leak checker.
 extern "C" __attribute__((weak)) void __lsan_disable(void);
 
 /// Fatal numerical errors, tested in a child process.
 namespace support {
-
-#ifdef ORIDAN_TEST_WITH_ADDRESS_SANITIZER
-constexpr bool withAddressSanitizer = true;
-#else
-constexpr bool withAddressSanitizer = false;
-#endif
-
-/// Valgrind aborts the program where new cannot be served, instead of throwing.
-inline bool under_valgrind() {
-    const char* preloaded = std::getenv("LD_PRELOAD");
-    return preloaded != nullptr && std::strstr(preloaded, "vgpreload") != nullptr;
-}
 
 /// A process that ends in the middle of its work owns memory still; that is no leak.
 inline void expect_no_release() {
