@@ -98,7 +98,7 @@ inline testing::AssertionResult same_bits(float expected, float actual) {
 inline testing::AssertionResult same_bits(const float* expected, const float* actual, int first, int last) {
     for (int i = first; i <= last; ++i) {
         if (!identical(expected[i], actual[i])) {
-            return first_mismatch("[" + std::to_string(i) + "]", expected[i], actual[i]);
+            return first_mismatch(std::string("[").append(std::to_string(i)).append("]"), expected[i], actual[i]);
         }
     }
     return testing::AssertionSuccess();
