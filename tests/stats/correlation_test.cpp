@@ -1,0 +1,545 @@
+#include "stats/correlation.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
+#include <cstdint>
+#include <limits>
+#include <numeric>
+#include <vector>
+
+#include "stats/beta.h"
+#include "stats/error_function.h"
+#include "tests/support/bits.h"
+#include "tests/support/table.h"
+
+using support::GuardedVector;
+using support::same_bits;
+
+namespace {
+
+const float quietNan = std::numeric_limits<float>::quiet_NaN();
+constexpr float untouched = -77.25f;
+
+using Floats = std::vector<float>;
+using Correlation = void (*)(float*, float*, unsigned long, float*, float*, float*);
+
+struct Result {
+    float r = untouched;
+    float prob = untouched;
+    float z = untouched;
+};
+
+Result correlate(Correlation routine, const Floats& x, const Floats& y) {
+    GuardedVector guardedX(1, x);
+    GuardedVector guardedY(1, y);
+    Result result;
+    routine(guardedX.handle(), guardedY.handle(), x.size(), &result.r, &result.prob, &result.z);
+    EXPECT_TRUE(guardedX.frame_untouched());
+    EXPECT_TRUE(guardedY.frame_untouched());
+    return result;
+}
+
+struct RankResult {
+    float d = untouched;
+    float zd = untouched;
+    float probd = untouched;
+    float rs = untouched;
+    float probrs = untouched;
+};
+
+RankResult rank_correlate(const Floats& x, const Floats& y) {
+    GuardedVector guardedX(1, x);
+    GuardedVector guardedY(1, y);
+    RankResult result;
+    spear(guardedX.handle(), guardedY.handle(), x.size(), &result.d, &result.zd, &result.probd, &result.rs,
+          &result.probrs);
+    for (std::size_t i = 0; i < x.size(); ++i) {
+        EXPECT_TRUE(same_bits(x[i], guardedX[static_cast<int>(i) + 1])) << "the data were changed";
+        EXPECT_TRUE(same_bits(y[i], guardedY[static_cast<int>(i) + 1])) << "the data were changed";
+    }
+    EXPECT_TRUE(guardedX.frame_untouched());
+    EXPECT_TRUE(guardedY.frame_untouched());
+    return result;
+}
+
+// One operation in single precision: exact in long double up to the rounding.
+float rounded(long double value) {
+    return static_cast<float>(value);
+}
+
+struct Sums {
+    float xx = 0.0f;
+    float yy = 0.0f;
+    float xy = 0.0f;
+};
+
+float mean_of(const Floats& values) {
+    const float total = std::accumulate(values.begin(), values.end(), 0.0f);
+    return rounded(static_cast<long double>(total) / static_cast<long double>(values.size()));
+}
+
+Sums deviation_sums(const Floats& x, const Floats& y) {
+    const float meanX = mean_of(x);
+    const float meanY = mean_of(y);
+    const auto add_product = [](float& sum, float a, float b) {
+        const float product = rounded(static_cast<long double>(a) * static_cast<long double>(b));
+        sum = rounded(static_cast<long double>(sum) + static_cast<long double>(product));
+    };
+    Sums sums;
+    for (std::size_t i = 0; i < x.size(); ++i) {
+        add_product(sums.xx, x[i] - meanX, x[i] - meanX);
+        add_product(sums.yy, y[i] - meanY, y[i] - meanY);
+        add_product(sums.xy, x[i] - meanX, y[i] - meanY);
+    }
+    return sums;
+}
+
+// Float root and float quotient.
+float single_quotient(float numerator, float product) {
+    const float norm = rounded(std::sqrt(static_cast<long double>(product)));
+    return rounded(static_cast<long double>(numerator) / static_cast<long double>(norm));
+}
+
+// Root and quotient in a wider format, rounded once.
+float wide_quotient(float numerator, float product) {
+    return rounded(static_cast<long double>(numerator) / std::sqrt(static_cast<long double>(product)));
+}
+
+struct Pairs {
+    Floats x;
+    Floats y;
+};
+
+Pairs random_pairs(support::Random& random, std::size_t n) {
+    const float weight = random.between(-3.0f, 3.0f);
+    const float scale = random.between(0.01f, 100.0f);
+    const float offset = random.between(-5.0f, 5.0f);
+    Pairs pairs;
+    for (std::size_t i = 0; i < n; ++i) {
+        pairs.x.push_back(offset + random.between(-scale, scale));
+        pairs.y.push_back(weight * pairs.x.back() + random.between(-scale, scale));
+    }
+    return pairs;
+}
+
+// The middle of the places that a value may take among all.
+float rank_of(float value, const Floats& values) {
+    const auto below = std::count_if(values.begin(), values.end(), [&](float v) { return v < value; });
+    const auto upTo = std::count_if(values.begin(), values.end(), [&](float v) { return v <= value; });
+    return static_cast<float>(static_cast<double>(below + 1 + upTo) / 2.0);
+}
+
+// Sum of t^3 - t over groups of t equal values, in ascending order of the values.
+float tie_sum(Floats values) {
+    std::sort(values.begin(), values.end());
+    float sum = 0.0f;
+    for (auto group = values.begin(); group != values.end();) {
+        const auto end = std::upper_bound(group, values.end(), *group);
+        const float t = static_cast<float>(end - group);
+        sum += (t * t) * t - t;
+        group = end;
+    }
+    return sum;
+}
+
+} // namespace
+
+TEST(Pearsn, StraightLinesHaveOneOrMinusOne) {
+    const Floats x{1.0f, 2.0f, 3.0f, 4.0f, 5.0f};
+    EXPECT_EQ(correlate(pearsn, x, {3.0f, 5.0f, 7.0f, 9.0f, 11.0f}).r, 1.0f);
+    EXPECT_EQ(correlate(pearsn, x, {5.0f, 4.0f, 3.0f, 2.0f, 1.0f}).r, -1.0f);
+}
+
+TEST(Pearsn, LeavesProbabilityAndZ) {
+    const Result result = correlate(pearsn, {1.0f, 2.0f, 4.0f}, {1.0f, 0.0f, 2.0f});
+    EXPECT_NE(result.r, untouched);
+    EXPECT_EQ(result.prob, untouched);
+    EXPECT_EQ(result.z, untouched);
+}
+
+TEST(Pearsn, WithoutSpreadIsZero) {
+    EXPECT_TRUE(same_bits(0.0f, correlate(pearsn, {2.0f, 2.0f, 2.0f}, {1.0f, 5.0f, 9.0f}).r));
+    EXPECT_TRUE(same_bits(0.0f, correlate(pearsn, {1.0f, 5.0f, 9.0f}, {2.0f, 2.0f, 2.0f}).r));
+    EXPECT_TRUE(same_bits(0.0f, correlate(pearsn, {1.0f}, {2.0f}).r));
+    EXPECT_TRUE(same_bits(0.0f, correlate(pearsn, {}, {}).r));
+    EXPECT_TRUE(same_bits(0.0f, correlate(pearsn, {1.0f, quietNan, 9.0f}, {2.0f, 3.0f, 2.0f}).r));
+    // Sums of squares whose product is too small for a float.
+    EXPECT_TRUE(same_bits(0.0f, correlate(pearsn, {1e-12f, -1e-12f}, {1e-12f, -1e-12f}).r));
+}
+
+TEST(Pearsn, DividesBySingleRootOfTheSingleProduct) {
+    support::Random random(21);
+    int different = 0;
+    for (int repeat = 0; repeat < 2000; ++repeat) {
+        const Pairs pairs = random_pairs(random, static_cast<std::size_t>(2 + random.below(40)));
+        const Sums sums = deviation_sums(pairs.x, pairs.y);
+        const float product = rounded(static_cast<long double>(sums.xx) * static_cast<long double>(sums.yy));
+        const float expected = single_quotient(sums.xy, product);
+        different += same_bits(expected, wide_quotient(sums.xy, product)) ? 0 : 1;
+        ASSERT_TRUE(same_bits(expected, correlate(pearsn, pairs.x, pairs.y).r)) << "repeat " << repeat;
+    }
+    EXPECT_GT(different, 0) << "no case tells the single from the double root";
+}
+
+TEST(PearsnProb, TwoPairsOrFewerSayNothing) {
+    for (std::size_t n = 0; n <= 2; ++n) {
+        const Floats x{1.0f, 2.0f};
+        const Floats y{3.0f, 7.0f};
+        const auto end = static_cast<std::ptrdiff_t>(n);
+        const Result result =
+            correlate(pearsn_prob, Floats(x.begin(), x.begin() + end), Floats(y.begin(), y.begin() + end));
+        EXPECT_TRUE(same_bits(0.0f, result.r));
+        EXPECT_TRUE(same_bits(0.0f, result.z));
+        EXPECT_TRUE(same_bits(1.0f, result.prob));
+    }
+}
+
+TEST(PearsnProb, StraightLinesHaveAProbabilityNearZeroAndLeaveZ) {
+    const Floats x{1.0f, 2.0f, 3.0f, 4.0f, 5.0f};
+    const Result up = correlate(pearsn_prob, x, {3.0f, 5.0f, 7.0f, 9.0f, 11.0f});
+    EXPECT_EQ(up.r, 1.0f);
+    EXPECT_GE(up.prob, 0.0f);
+    EXPECT_LT(up.prob, 1e-20f);
+    EXPECT_EQ(up.z, untouched);
+    const Result down = correlate(pearsn_prob, x, {5.0f, 4.0f, 3.0f, 2.0f, 1.0f});
+    EXPECT_EQ(down.r, -1.0f);
+    EXPECT_LT(down.prob, 1e-20f);
+    EXPECT_EQ(down.z, untouched);
+}
+
+TEST(PearsnProb, TinyAddendsKeepTheProbabilityOfAPerfectCorrelationAboveZero) {
+    // df / (df + t^2) stays at 2e-20: with one degree of freedom the probability is 2/pi asin(sqrt(2e-20)).
+    constexpr double expected = 0.90031631615710607;
+    EXPECT_NEAR(correlate(pearsn_prob, {1.0f, 2.0f, 3.0f}, {1.0f, 2.0f, 3.0f}).prob * 1e10, expected, 1e-5);
+    EXPECT_NEAR(correlate(pearsn_prob, {1.0f, 2.0f, 3.0f}, {3.0f, 2.0f, 1.0f}).prob * 1e10, expected, 1e-5);
+}
+
+TEST(PearsnProb, WithoutSpreadIsZeroWithProbabilityOne) {
+    const Result result = correlate(pearsn_prob, {2.0f, 2.0f, 2.0f}, {1.0f, 5.0f, 9.0f});
+    EXPECT_TRUE(same_bits(0.0f, result.r));
+    EXPECT_TRUE(same_bits(1.0f, result.prob));
+    EXPECT_EQ(result.z, untouched);
+}
+
+TEST(PearsnProb, FormsRAndTInDoubleAndTheRestInFloat) {
+    support::Random random(22);
+    int different = 0;
+    for (int repeat = 0; repeat < 2000; ++repeat) {
+        const std::size_t n = static_cast<std::size_t>(3 + random.below(40));
+        const Pairs pairs = random_pairs(random, n);
+        const Sums sums = deviation_sums(pairs.x, pairs.y);
+        const float product = rounded(static_cast<long double>(sums.xx) * static_cast<long double>(sums.yy));
+        const float r = wide_quotient(sums.xy, product);
+        different += same_bits(r, single_quotient(sums.xy, product)) ? 0 : 1;
+        const Result result = correlate(pearsn_prob, pairs.x, pairs.y);
+        ASSERT_TRUE(same_bits(r, result.r)) << "repeat " << repeat;
+
+        const long double wide = static_cast<long double>(r);
+        const long double df = static_cast<long double>(n) - 2;
+        const float t = rounded(wide * std::sqrt(df / ((1 - wide + 1.0e-20L) * (1 + wide + 1.0e-20L))));
+        const float square = rounded(static_cast<long double>(t) * static_cast<long double>(t));
+        const float sum = rounded(df + static_cast<long double>(square));
+        const float x = rounded(df / static_cast<long double>(sum));
+        ASSERT_TRUE(same_bits(betai(rounded(df / 2), 0.5f, x), result.prob)) << "repeat " << repeat;
+        ASSERT_EQ(result.z, untouched);
+    }
+    EXPECT_GT(different, 0) << "no case tells the single from the double root";
+}
+
+TEST(PearsnInc, GrowsBySquaredDeviationsFromTheNewMean) {
+    float n = 0.0f;
+    float sx = 0.0f;
+    float sy = 0.0f;
+    float sxx = 0.0f;
+    float syy = 0.0f;
+    float sxy = 0.0f;
+    float r = untouched;
+    pearsn_inc(0.0f, 0.0f, n, sx, sy, sxx, syy, sxy, &r);
+    EXPECT_EQ(n, 1.0f);
+    EXPECT_TRUE(same_bits(0.0f, r));
+    pearsn_inc(2.0f, 4.0f, n, sx, sy, sxx, syy, sxy, &r);
+    // The means are 1 and 2 now; the batch sums would be 2, 8 and 4.
+    EXPECT_EQ(sxx, 1.0f);
+    EXPECT_EQ(syy, 4.0f);
+    EXPECT_EQ(sxy, 2.0f);
+    EXPECT_EQ(r, 1.0f);
+    pearsn_inc(7.0f, -1.0f, n, sx, sy, sxx, syy, sxy, &r);
+    // Means 3 and 1, deviations 4 and -2.
+    EXPECT_EQ(n, 3.0f);
+    EXPECT_EQ(sx, 9.0f);
+    EXPECT_EQ(sy, 3.0f);
+    EXPECT_EQ(sxx, 17.0f);
+    EXPECT_EQ(syy, 8.0f);
+    EXPECT_EQ(sxy, -6.0f);
+    EXPECT_TRUE(same_bits(single_quotient(-6.0f, 136.0f), r));
+}
+
+TEST(PearsnInc, StaysCloseToTheBatchButNotOnIt) {
+    support::Random random(23);
+    for (int repeat = 0; repeat < 20; ++repeat) {
+        const Pairs pairs = random_pairs(random, 500);
+        float n = 0.0f;
+        float sx = 0.0f;
+        float sy = 0.0f;
+        float sxx = 0.0f;
+        float syy = 0.0f;
+        float sxy = 0.0f;
+        float r = untouched;
+        for (std::size_t i = 0; i < pairs.x.size(); ++i) {
+            pearsn_inc(pairs.x[i], pairs.y[i], n, sx, sy, sxx, syy, sxy, &r);
+            const float product = sxx * syy;
+            ASSERT_TRUE(same_bits(product > 0.0f ? single_quotient(sxy, product) : 0.0f, r));
+        }
+        const float batch = correlate(pearsn, pairs.x, pairs.y).r;
+        EXPECT_NE(r, batch);
+        EXPECT_NEAR(r, batch, 0.02);
+    }
+}
+
+TEST(RegrInc, FitsALineAndKeepsTheSumsOfTheRunningCorrelation) {
+    support::Random random(24);
+    float n = 0.0f;
+    float sx = 0.0f;
+    float sy = 0.0f;
+    float sxx = 0.0f;
+    float syy = 0.0f;
+    float sxy = 0.0f;
+    float n2 = 0.0f;
+    float sx2 = 0.0f;
+    float sy2 = 0.0f;
+    float sxx2 = 0.0f;
+    float syy2 = 0.0f;
+    float sxy2 = 0.0f;
+    float r = 0.0f;
+    for (int i = 0; i < 300; ++i) {
+        const float x = random.between(-3.0f, 9.0f);
+        const float y = 0.75f * x - 2.0f;
+        float intercept = untouched;
+        float slope = untouched;
+        float meanY = untouched;
+        regr_inc(x, y, n, sx, sy, sxx, syy, sxy, &intercept, &slope, &meanY);
+        pearsn_inc(x, y, n2, sx2, sy2, sxx2, syy2, sxy2, &r);
+        ASSERT_TRUE(same_bits(n2, n));
+        ASSERT_TRUE(same_bits(sx2, sx));
+        ASSERT_TRUE(same_bits(sy2, sy));
+        ASSERT_TRUE(same_bits(sxx2, sxx));
+        ASSERT_TRUE(same_bits(syy2, syy));
+        ASSERT_TRUE(same_bits(sxy2, sxy));
+        const float mean = rounded(static_cast<long double>(sy) / static_cast<long double>(n));
+        ASSERT_TRUE(same_bits(mean, meanY));
+        const float expectedSlope =
+            sxx > 0.0f ? rounded(static_cast<long double>(sxy) / static_cast<long double>(sxx)) : 0.0f;
+        ASSERT_TRUE(same_bits(expectedSlope, slope));
+        const float lever = rounded(static_cast<long double>(slope) * static_cast<long double>(sx));
+        const float share = rounded(static_cast<long double>(lever) / static_cast<long double>(n));
+        ASSERT_TRUE(same_bits(rounded(static_cast<long double>(mean) - static_cast<long double>(share)), intercept));
+        if (i > 0) {
+            EXPECT_NEAR(slope, 0.75f, 1e-5f);
+            EXPECT_NEAR(intercept, -2.0f, 1e-5f);
+        }
+    }
+}
+
+TEST(RegrInc, FirstPairHasSlopeZeroAndItsOwnValue) {
+    float n = 0.0f;
+    float sx = 0.0f;
+    float sy = 0.0f;
+    float sxx = 0.0f;
+    float syy = 0.0f;
+    float sxy = 0.0f;
+    float intercept = untouched;
+    float slope = untouched;
+    float meanY = untouched;
+    regr_inc(3.0f, 5.0f, n, sx, sy, sxx, syy, sxy, &intercept, &slope, &meanY);
+    EXPECT_TRUE(same_bits(0.0f, slope));
+    EXPECT_EQ(intercept, 5.0f);
+    EXPECT_EQ(meanY, 5.0f);
+}
+
+TEST(Crank, RanksByCounting) {
+    support::Random random(25);
+    for (int n = 0; n <= 200; ++n) {
+        Floats values(static_cast<std::size_t>(n));
+        const int different = 1 + random.below(40);
+        for (float& value : values) {
+            value = static_cast<float>(random.below(different)) - 7.0f;
+        }
+        std::sort(values.begin(), values.end());
+        GuardedVector w(1, values);
+        float s = untouched;
+        crank(static_cast<unsigned long>(n), w.handle(), &s);
+        for (int j = 1; j <= n; ++j) {
+            ASSERT_TRUE(same_bits(rank_of(values[static_cast<std::size_t>(j) - 1], values), w[j])) << j << " of " << n;
+        }
+        EXPECT_TRUE(w.frame_untouched());
+        EXPECT_TRUE(same_bits(tie_sum(values), s)) << n;
+    }
+}
+
+TEST(Crank, GivesTiesTheirMiddleRank) {
+    GuardedVector w(1, {1.0f, 4.0f, 4.0f, 9.0f, 9.0f, 9.0f});
+    float s = untouched;
+    crank(6, w.handle(), &s);
+    EXPECT_EQ(w[1], 1.0f);
+    EXPECT_EQ(w[2], 2.5f);
+    EXPECT_EQ(w[3], 2.5f);
+    EXPECT_EQ(w[4], 5.0f);
+    EXPECT_EQ(w[5], 5.0f);
+    EXPECT_EQ(w[6], 5.0f);
+    EXPECT_EQ(s, 6.0f + 24.0f);
+}
+
+TEST(Crank, LastValueAloneGetsTheLastRank) {
+    GuardedVector w(1, {4.0f, 4.0f, 9.0f});
+    float s = untouched;
+    crank(3, w.handle(), &s);
+    EXPECT_EQ(w[3], 3.0f);
+    GuardedVector one(1, {-8.0f});
+    crank(1, one.handle(), &s);
+    EXPECT_EQ(one[1], 1.0f);
+    EXPECT_TRUE(same_bits(0.0f, s));
+}
+
+TEST(Spear, OrderAloneCounts) {
+    const RankResult same = rank_correlate({1.0f, 20.0f, 3.0f, 400.0f}, {-9.0f, 0.5f, 0.25f, 1.0f});
+    EXPECT_EQ(same.d, 0.0f);
+    EXPECT_EQ(same.rs, 1.0f);
+    const RankResult opposite = rank_correlate({1.0f, 20.0f, 3.0f, 400.0f}, {9.0f, -0.5f, 0.25f, -1.0f});
+    EXPECT_EQ(opposite.d, 20.0f); // 9 + 1 + 1 + 9
+    EXPECT_EQ(opposite.rs, -1.0f);
+    // Expectation 10, variance 3 * 16 * 25 / 36.
+    EXPECT_FLOAT_EQ(opposite.zd, static_cast<float>(10.0 / std::sqrt(1200.0 / 36.0)));
+    EXPECT_FLOAT_EQ(same.zd, -opposite.zd);
+    EXPECT_NEAR(same.probd, std::erfc(std::sqrt(1.5)), 1e-7);
+    EXPECT_EQ(same.probrs, untouched) << "not computed here";
+}
+
+TEST(Spear, ConstantSamplesTakeTheEarlyReturn) {
+    const RankResult both = rank_correlate({3.0f, 3.0f, 3.0f}, {5.0f, 5.0f, 5.0f});
+    EXPECT_TRUE(same_bits(0.0f, both.rs));
+    EXPECT_TRUE(same_bits(0.0f, both.probrs));
+    EXPECT_TRUE(same_bits(0.0f, both.d));
+    EXPECT_EQ(both.zd, untouched);
+    EXPECT_EQ(both.probd, untouched);
+    // Ranks 1, 2, 3 against 2, 2, 2.
+    const RankResult one = rank_correlate({1.0f, 2.0f, 3.0f}, {5.0f, 5.0f, 5.0f});
+    EXPECT_TRUE(same_bits(0.0f, one.rs));
+    EXPECT_TRUE(same_bits(0.0f, one.probrs));
+    EXPECT_EQ(one.d, 2.0f);
+    EXPECT_EQ(one.zd, untouched);
+    EXPECT_EQ(one.probd, untouched);
+}
+
+TEST(Spear, TooFewPairsGiveNan) {
+    for (const std::size_t n : {0U, 1U}) {
+        const RankResult result = rank_correlate(Floats(n, 4.0f), Floats(n, 5.0f));
+        EXPECT_TRUE(same_bits(0.0f, result.d));
+        EXPECT_TRUE(std::isnan(result.zd));
+        EXPECT_TRUE(std::isnan(result.probd));
+        EXPECT_TRUE(std::isnan(result.rs));
+        EXPECT_EQ(result.probrs, untouched);
+    }
+}
+
+TEST(Spear, FormsTheStatisticsInDoubleFromFloatSums) {
+    support::Random random(26);
+    for (int repeat = 0; repeat < 600; ++repeat) {
+        const std::size_t n = static_cast<std::size_t>(repeat < 500   ? 2 + random.below(60)
+                                                       : repeat < 590 ? 2 + random.below(2000)
+                                                                      : 4096 + random.below(8000));
+        const int different = 2 + random.below(repeat % 2 == 0 ? 5 : 100000);
+        Floats x(n);
+        Floats y(n);
+        for (std::size_t i = 0; i < n; ++i) {
+            x[i] = static_cast<float>(random.below(different));
+            y[i] = static_cast<float>(random.below(different)) - (repeat % 3 == 0 ? x[i] : 0.0f);
+        }
+        const float sf = tie_sum(x);
+        const float sg = tie_sum(y);
+        const float en = static_cast<float>(n);
+        const float en3n = rounded(
+            static_cast<long double>(rounded(static_cast<long double>(en * en) * static_cast<long double>(en))) -
+            static_cast<long double>(en));
+        const long double cube = static_cast<long double>(en3n);
+        const float fac =
+            rounded((1 - static_cast<long double>(sf) / cube) * (1 - static_cast<long double>(sg) / cube));
+        const float next = rounded(static_cast<long double>(en + 1.0f) * static_cast<long double>(en + 1.0f));
+        const long double count = static_cast<long double>(en);
+        const float vard =
+            rounded((count - 1) * count * count * static_cast<long double>(next) / 36 * static_cast<long double>(fac));
+        const RankResult result = rank_correlate(x, y);
+        if (fac == 0.0f || vard == 0.0f) {
+            ASSERT_EQ(result.zd, untouched);
+            continue;
+        }
+        const long double ties = static_cast<long double>(sf + sg) / 12;
+        const float expectation = rounded(cube / 6 - ties);
+        const float excess = rounded(static_cast<long double>(result.d) - static_cast<long double>(expectation));
+        const float zd = rounded(static_cast<long double>(excess) / std::sqrt(static_cast<long double>(vard)));
+        ASSERT_TRUE(same_bits(zd, result.zd)) << "repeat " << repeat;
+        ASSERT_TRUE(same_bits(erfcc(static_cast<float>(static_cast<double>(std::abs(zd)) / 1.4142136)), result.probd));
+        const float rs = rounded((1 - 6 / cube * (static_cast<long double>(result.d) + ties)) /
+                                 std::sqrt(static_cast<long double>(fac)));
+        // Where the difference cancels, what remains is the double's own rounding.
+        ASSERT_TRUE(same_bits(rs, result.rs) || std::abs(rs - result.rs) < 1e-15f) << "repeat " << repeat;
+        ASSERT_EQ(result.probrs, untouched);
+    }
+}
+
+TEST(Spear, AddsTheSquaredDifferencesInTheOrderOfTheSecondSample) {
+    // Pairs in opposite order: odd differences, whose squares and sums a float cannot hold.
+    constexpr int n = 6000;
+    Floats x(n);
+    Floats y(n);
+    float sum = 0.0f;
+    for (int i = 0; i < n; ++i) {
+        x[static_cast<std::size_t>(i)] = static_cast<float>(i);
+        y[static_cast<std::size_t>(i)] = static_cast<float>(-i);
+    }
+    for (int rank = 1; rank <= n; ++rank) {
+        const float difference = static_cast<float>(n + 1 - 2 * rank);
+        sum = rounded(static_cast<long double>(sum) +
+                      static_cast<long double>(
+                          rounded(static_cast<long double>(difference) * static_cast<long double>(difference))));
+    }
+    EXPECT_TRUE(same_bits(sum, rank_correlate(x, y).d));
+}
+
+TEST(Correlations, AgreeWithAnIndependentImplementation) {
+    support::WorstError r("pearsn, absolute");
+    support::WorstError wideR("pearsn_prob r, absolute");
+    support::WorstError p("pearsn_prob p, absolute");
+    support::WorstError rs("spear rs, absolute");
+    support::WorstError d("spear d, relative");
+    support::WorstError zd("spear zd, absolute");
+    support::WorstError probd("spear probd, absolute");
+    for (const std::vector<double>& row : support::read_table("correlation.txt", 10)) {
+        support::Random random(static_cast<std::uint64_t>(row[0]));
+        Floats x;
+        Floats y;
+        for (int i = 0; i < static_cast<int>(row[1]); ++i) {
+            x.push_back(static_cast<float>(random.below(static_cast<int>(row[2]))));
+            y.push_back(static_cast<float>(row[3]) * x.back() +
+                        static_cast<float>(random.below(static_cast<int>(row[2]))));
+        }
+        r.absolute(row[4], static_cast<double>(correlate(pearsn, x, y).r), row);
+        const Result wide = correlate(pearsn_prob, x, y);
+        wideR.absolute(row[4], static_cast<double>(wide.r), row);
+        p.absolute(row[5], static_cast<double>(wide.prob), row);
+        const RankResult ranks = rank_correlate(x, y);
+        rs.absolute(row[6], static_cast<double>(ranks.rs), row);
+        d.relative(row[7], static_cast<double>(ranks.d), row);
+        zd.absolute(row[8], static_cast<double>(ranks.zd), row);
+        probd.absolute(row[9], static_cast<double>(ranks.probd), row);
+    }
+    r.expect_within(2e-6);
+    wideR.expect_within(2e-6);
+    p.expect_within(1e-4);
+    rs.expect_within(1e-5);
+    d.expect_within(5e-6);
+    zd.expect_within(2e-4);
+    probd.expect_within(1e-6);
+}
