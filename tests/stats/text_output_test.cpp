@@ -2,9 +2,11 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <climits>
 #include <limits>
 #include <string>
+#include <vector>
 
 #include "tests/support/bits.h"
 #include "tests/support/temporary_folder.h"
@@ -92,4 +94,156 @@ TEST(WriteFloatMatrix2Txt, AFileThatCannotBeOpenedIsSilentlyNotWritten) {
     std::string folderPath = folder.path();
     WriteFloatMatrix2Txt(folderPath.data(), m.handle(), 1, 1, 0);
     EXPECT_TRUE(folder.has("."));
+}
+
+namespace {
+
+// The three writers of vectors, each given the same values, which floats hold exactly enough for five digits.
+std::vector<std::string> written_vectors(const TemporaryFolder& folder, const std::vector<double>& values, int n,
+                                         int base) {
+    std::vector<float> floats(values.begin(), values.end());
+    std::vector<double> doubles = values;
+    std::string path = folder.path("vector.txt");
+    std::vector<std::string> texts;
+    const auto collect = [&] {
+        texts.push_back(folder.read("vector.txt"));
+        folder.write("vector.txt", std::string(1000, 'x')); // the next writer truncates it
+    };
+    WriteFloatVector2Txt(path.data(), floats.data(), n, base);
+    collect();
+    WriteFloatVector2Txt(path.data(), doubles.data(), n, base);
+    collect();
+    WriteDoubleVector2Txt(path.data(), doubles.data(), n, base);
+    collect();
+    EXPECT_TRUE(std::equal(values.begin(), values.end(), doubles.begin(),
+                           [](double a, double b) { return a == b || (a != a && b != b); }));
+    return texts;
+}
+
+void expect_all(const std::vector<std::string>& texts, const std::string& expected) {
+    ASSERT_EQ(texts.size(), 3u);
+    for (const std::string& text : texts) {
+        EXPECT_EQ(text, expected);
+    }
+}
+
+std::string design_matrix(const TemporaryFolder& folder, std::vector<float> values, int n) {
+    std::string path = folder.path("design.sdm");
+    WriteFloatVector2SDM(path.data(), values.data(), n);
+    return folder.read("design.sdm");
+}
+
+std::string design_header(const std::string& points) {
+    return "FileVersion:            1\n"
+           "\n"
+           "NrOfPredictors:         2\n"
+           "NrOfDataPoints:         " +
+           points +
+           "\n"
+           "IncludesConstant:       1\n"
+           "FirstConfoundPredictor: 2\n"
+           "\n"
+           "255 0 0 255 255 255\n"
+           "\"Oridan\" \"Constant\"\n";
+}
+
+} // namespace
+
+TEST(WriteVector2Txt, WritesOneValuePerLine) {
+    const TemporaryFolder folder;
+    expect_all(written_vectors(folder, {1.0, -2.5, 0.0, 100.0, -0.0}, 5, 0), "1\n-2.5\n0\n100\n-0\n");
+}
+
+TEST(WriteVector2Txt, KeepsFiveSignificantDigitsInDefaultNotation) {
+    const TemporaryFolder folder;
+    expect_all(
+        written_vectors(folder, {3.14159265, 12345.6, 99999.0, 123456.0, 999999.0, 0.0001234567, 0.00001234567}, 7, 0),
+        "3.1416\n12346\n99999\n1.2346e+05\n1e+06\n0.00012346\n1.2346e-05\n");
+}
+
+TEST(WriteVector2Txt, DoublesKeepTheirRange) {
+    const TemporaryFolder folder;
+    double values[3] = {1.5e300, -2e-300, 1.000049999999};
+    std::string path = folder.path("vector.txt");
+    WriteFloatVector2Txt(path.data(), values, 3, 0);
+    EXPECT_EQ(folder.read("vector.txt"), "1.5e+300\n-2e-300\n1\n");
+    WriteDoubleVector2Txt(path.data(), values, 3, 0);
+    EXPECT_EQ(folder.read("vector.txt"), "1.5e+300\n-2e-300\n1\n");
+}
+
+TEST(WriteVector2Txt, NonFiniteValuesAreWords) {
+    const TemporaryFolder folder;
+    const double inf = std::numeric_limits<double>::infinity();
+    expect_all(written_vectors(folder, {inf, -inf, std::numeric_limits<double>::quiet_NaN()}, 3, 0),
+               "inf\n-inf\nnan\n");
+}
+
+TEST(WriteVector2Txt, TheBaseIsTheFirstIndex) {
+    const TemporaryFolder folder;
+    expect_all(written_vectors(folder, {10, 11, 12, 13, 14}, 2, 0), "10\n11\n");
+    expect_all(written_vectors(folder, {10, 11, 12, 13, 14}, 2, 1), "11\n12\n");
+    expect_all(written_vectors(folder, {10, 11, 12, 13, 14}, 2, 3), "13\n14\n");
+    std::string path = folder.path("vector.txt");
+    float v[3] = {1, 2, 3};
+    WriteFloatVector2Txt(path.data(), v + 2, 2, -2);
+    EXPECT_EQ(folder.read("vector.txt"), "1\n2\n");
+}
+
+TEST(WriteVector2Txt, NoValuesGiveAnEmptyFile) {
+    const TemporaryFolder folder;
+    for (const int n : {0, -1, INT_MIN}) {
+        expect_all(written_vectors(folder, {1.0}, n, 0), "");
+        expect_all(written_vectors(folder, {1.0}, n, -1), "");
+        expect_all(written_vectors(folder, {1.0}, n, INT_MAX), "");
+    }
+}
+
+TEST(WriteVector2Txt, AFileThatCannotBeOpenedIsSilentlyNotWritten) {
+    const TemporaryFolder folder;
+    std::string path = folder.path("missing/vector.txt");
+    float v[1] = {1.5f};
+    double d[1] = {1.5};
+    testing::internal::CaptureStderr();
+    testing::internal::CaptureStdout();
+    WriteFloatVector2Txt(path.data(), v, 1, 0);
+    WriteFloatVector2Txt(path.data(), d, 1, 0);
+    WriteDoubleVector2Txt(path.data(), d, 1, 0);
+    WriteFloatVector2SDM(path.data(), v, 1);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+    EXPECT_FALSE(folder.has("missing"));
+}
+
+TEST(WriteFloatVector2SDM, WritesTheHeaderAndALinePerPoint) {
+    const TemporaryFolder folder;
+    const std::string text = design_matrix(folder, {0.5f, 1.0f}, 2);
+    EXPECT_EQ(text, design_header("2") + "0.500000 1.000000\n1.000000 1.000000\n");
+    EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 11);
+}
+
+TEST(WriteFloatVector2SDM, ValuesHaveSixDecimalsWhateverTheirSize) {
+    const TemporaryFolder folder;
+    const float inf = std::numeric_limits<float>::infinity();
+    EXPECT_EQ(design_matrix(folder, {-1234567.25f, 1e-7f, -0.0f, 1e30f, 0.1f, inf, -inf}, 7),
+              design_header("7") + "-1234567.250000 1.000000\n"
+                                   "0.000000 1.000000\n"
+                                   "-0.000000 1.000000\n"
+                                   "1000000015047466219876688855040.000000 1.000000\n"
+                                   "0.100000 1.000000\n"
+                                   "inf 1.000000\n"
+                                   "-inf 1.000000\n");
+}
+
+TEST(WriteFloatVector2SDM, WithoutPointsItIsTheHeader) {
+    const TemporaryFolder folder;
+    folder.write("design.sdm", std::string(10000, 'x'));
+    EXPECT_EQ(design_matrix(folder, {}, 0), design_header("0"));
+    EXPECT_EQ(design_matrix(folder, {}, -3), design_header("-3"));
+}
+
+TEST(WriteFloatVector2SDM, LargeCountsAreNotGrouped) {
+    const TemporaryFolder folder;
+    const std::string text = design_matrix(folder, std::vector<float>(12345, 0.25f), 12345);
+    EXPECT_EQ(text.compare(0, design_header("12345").size(), design_header("12345")), 0);
+    EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 9 + 12345);
 }
