@@ -3,6 +3,7 @@
 #include "export.h"
 #include "fileio/ctc.h"
 
+/// @file
 /// Runs of consecutive samples of one channel of a continuous recording (SampleOrdering 1 or 2), in memory or
 /// file-backed, as physical values. A file-backed write changes the file at once.
 ///
@@ -15,12 +16,22 @@
 /// Unchecked: transfers; the result is `count` even where nothing was moved. Elements outside the data section are
 /// neither read nor written. File-backed DataType 5 moves single bytes: `count` of them, or one per sample.
 
-/// @param dest  [0..count-1] out.
+/// Reads a run.
+/// @param dest         [0..count-1] out. What lies outside the data section keeps the value that dest held.
+/// @param ctc          recording.
+/// @param channel      0..NrOfChannels-1.
+/// @param firstSample  firstSample + count is at most NrOfSamples; the sum is formed in 32 bits.
+/// @param count        samples.
 /// @return count, or 0 (also for a count of 0).
 ORIDAN_API unsigned int GetChannelSamples(float* dest, CTCStruct* ctc, unsigned int channel, unsigned int firstSample,
                                           unsigned int count);
 
-/// @param src  [0..count-1].
+/// Stores a run.
+/// @param src          [0..count-1].
+/// @param ctc          recording.
+/// @param channel      0..NrOfChannels-1.
+/// @param firstSample  firstSample + count is at most NrOfSamples; the sum is formed in 32 bits.
+/// @param count        samples.
 /// @return count, or 0 (also for a count of 0).
 /// File-backed, SampleOrdering 1, DataType 3 or 4: the run is stored `count` samples later than firstSample, and
 /// nowhere if it would then pass the end of the data section. Kept on purpose.
