@@ -11,10 +11,15 @@
 #include <system_error>
 
 #include "fileio/ctc_header.h"
+#include "fileio/header_fields.h"
+#include "fileio/save_target.h"
 
 using fileio::HeaderStatus;
+using fileio::may_be_backing_file;
 using fileio::stored_size;
 using fileio::total_samples;
+using fileio::write_bytes;
+using fileio::write_field;
 
 namespace {
 
@@ -116,18 +121,6 @@ bool can_be_written(const CTCStruct* ctc) {
     return !samplesMissing || total_samples(*ctc) == 0;
 }
 
-void write_bytes(std::ostream& out, const void* data, unsigned long long bytes) {
-    if (bytes != 0) {
-        out.write(static_cast<const char*>(data), static_cast<std::streamsize>(bytes));
-    }
-}
-
-template <class T>
-void write_field(std::ostream& out, T value) {
-    static_assert(sizeof(T) == 4);
-    write_bytes(out, &value, 4);
-}
-
 void write_header(std::ostream& out, const CTCStruct* ctc) {
     write_field(out, ctc->FileVersion);
     write_field(out, ctc->CompressionType);
@@ -146,16 +139,6 @@ void write_header(std::ostream& out, const CTCStruct* ctc) {
         write_bytes(out, ctc->PreTriggerSamples, 4ULL * ctc->NrOfConditions);
         write_bytes(out, ctc->PostTriggerSamples, 4ULL * ctc->NrOfConditions);
     }
-}
-
-// Whether a target is the file behind a view. Where the view's name no longer leads to a file (it was moved, or was
-// relative to another current directory), any existing target might be.
-bool may_be_backing_file(const transio_struct* view, const char* target) {
-    std::error_code error;
-    if (!std::filesystem::exists(view->fileName, error)) {
-        return std::filesystem::exists(target, error);
-    }
-    return std::filesystem::equivalent(view->fileName, target, error);
 }
 
 // Copies the samples of the view in whole blocks and a remainder. For DataType 5, whose view has single bytes, a
