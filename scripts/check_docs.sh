@@ -1,13 +1,13 @@
 #!/usr/bin/env bash
 # check_docs.sh BUILD_FOLDER [FILE...]
 # Runs every command that stands between sh fences in the docs, file by file, each in an empty folder, with the
-# workbench on PATH and MODULE set. Commands that need the source tree (scripts/...) are run by hand.
+# workbench and ctc on PATH and MODULE set. Commands that need the source tree (scripts/...) are run by hand.
 set -euo pipefail
 root=$(cd "$(dirname "$0")/.." && pwd)
 build=$(cd "$1" && pwd)
 shift
 [ $# -gt 0 ] || set -- "$root/README.md" "$root"/docs/*.md
-export PATH="$build/workbench:$PATH" MODULE="$build/OridanArtifactRemoval.so"
+export PATH="$build/workbench:$build/tools:$PATH" MODULE="$build/OridanArtifactRemoval.so"
 for file in "$@"; do
   commands=$(awk '/^```sh$/ {inside = 1; next} /^```$/ {inside = 0} inside && !/^scripts\//' "$file")
   [ -n "$commands" ] || continue

@@ -14,12 +14,13 @@ allowed() {
     obs) echo "plugin fileio numerics stats" ;;
     plugin) echo "" ;;
     workbench) echo "plugin fileio numerics" ;;
+    tools) echo "workbench fileio numerics" ;;
   esac
 }
 # Single files that need more: the inverses use the mean and the matrix writer.
 exceptions="numerics/inverse.cpp:stats/moments.h numerics/inverse.cpp:stats/text_output.h"
 
-for folder in numerics stats fileio obs plugin workbench; do
+for folder in numerics stats fileio obs plugin workbench tools; do
   for file in "$folder"/*.h "$folder"/*.cpp; do
     while read -r included; do
       [ "$included" = export.h ] && continue

@@ -29,7 +29,8 @@ fi
 cd "$(dirname "$0")/.."
 scripts/setup.sh
 mkdir -p build
-cmake --preset release >build/demo.log 2>&1 && cmake --build --preset release --target workbench OridanArtifactRemoval \
+cmake --preset release >build/demo.log 2>&1 && cmake --build --preset release \
+  --target workbench ctc OridanArtifactRemoval \
   >>build/demo.log 2>&1 || { tail -20 build/demo.log >&2; exit 1; }
 workbench=$PWD/build/release/workbench/workbench
 module=$PWD/build/release/OridanArtifactRemoval.so

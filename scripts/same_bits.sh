@@ -34,7 +34,7 @@ for kind in "gradient 1 1" "gradient 1 2" "heartbeat 1 1" "gradient 3 1" "gradie
   for build in "${builds[@]}"; do
     "$out/$build/workbench/workbench" run "$out/$build/OridanArtifactRemoval.so" --data "$name.ctc" \
       --protocol "$name.prt" --condition 1 "${window[@]}" --segment 15 --components 3 --product plain --quiet \
-      -o "$name.$build.ctc" 2>/dev/null
+      --as-is -o "$name.$build.ctc" 2>/dev/null
   done
   for build in "${builds[@]:1}"; do
     cmp "$name.gcc-O2.ctc" "$name.$build.ctc" || status=1

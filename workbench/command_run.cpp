@@ -282,6 +282,9 @@ void add_run_command(CLI::App& app) {
                         "cleaned recording (default: the recording's name with _OBS.ctc)");
     command->add_option("--product", options->product, "matrix product: blas, or plain for the same bits everywhere")
         ->check(CLI::IsMember({"blas", "plain"}));
+    command->add_flag("--as-is", options->settings.asIs,
+                      "run even where the recording's data type makes the module misplace or spoil the cleaned epochs "
+                      "(16- and 8-bit samples channel by channel, scaled floats); ctc convert avoids it");
     command->add_flag("--overwrite", options->overwrite, "replace existing results");
     auto* quiet = command->add_flag("--quiet", options->quiet, "print errors and notes only");
     command->add_flag("--verbose", options->verbose, "print the dialogs and every line of the log")->excludes(quiet);

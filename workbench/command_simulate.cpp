@@ -16,6 +16,7 @@
 #include "workbench/pending_file.h"
 #include "workbench/protocol_file.h"
 #include "workbench/recording.h"
+#include "workbench/shell_quoted.h"
 #include "workbench/simulation.h"
 #include "workbench/whole_number.h"
 
@@ -94,20 +95,6 @@ void choose_scales(const SimulationSettings& settings, InterruptHold& interrupt,
         format.offsets.push_back(static_cast<float>(0.5 * (low + high)));
         format.scales.push_back(static_cast<float>(reach / steps));
     }
-}
-
-std::string shell_quoted(const std::string& text) {
-    const bool plain =
-        text.find_first_not_of("abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789._/-+=,") ==
-        std::string::npos;
-    if (plain && !text.empty()) {
-        return text;
-    }
-    std::string quoted = "'";
-    for (const char c : text) {
-        quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
-    }
-    return quoted + "'";
 }
 
 std::string plain_number(double value) {

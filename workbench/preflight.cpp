@@ -2,10 +2,12 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <filesystem>
 #include <string>
 
 #include "workbench/channel_list.h"
 #include "workbench/input_error.h"
+#include "workbench/shell_quoted.h"
 #include "workbench/window.h"
 
 namespace workbench {
@@ -24,16 +26,33 @@ std::string in_quotes(const std::string& text) {
     return "\"" + text + "\"";
 }
 
-void announce_data_type(const CTCStruct& header, std::vector<std::string>& lines) {
+// What the module does to recordings of this data type and ordering; empty where their cleaned epochs are usable.
+std::string damage(const CTCStruct& header) {
     if ((header.DataType == 3 || header.DataType == 4) && header.SampleOrdering == 1) {
-        lines.push_back("this recording holds " + std::string(header.DataType == 3 ? "16" : "8") +
-                        "-bit samples channel by channel (data type " + std::to_string(header.DataType) +
-                        ", ordering 1): the module will write every cleaned epoch one window length later than it "
-                        "belongs; use a float recording (data type 1) for a usable result");
+        return "this recording holds " + std::string(header.DataType == 3 ? "16" : "8") +
+               "-bit samples channel by channel (data type " + std::to_string(header.DataType) +
+               ", ordering 1): the module writes every cleaned epoch one window length later than it belongs";
     }
     if (header.DataType == 5) {
-        lines.push_back("this recording holds scaled floats (data type 5): the module will move single bytes of them "
-                        "and spoil the cleaned epochs; use a float recording (data type 1) for a usable result");
+        return "this recording holds scaled floats (data type 5): the module moves single bytes of them and spoils "
+               "the cleaned epochs";
+    }
+    return "";
+}
+
+// The command that makes a recording of it that the module cleans properly: plain floats.
+std::string conversion(const RecordingReader& recording) {
+    std::filesystem::path converted = recording.path();
+    converted.replace_filename(converted.stem().string() + "_float.ctc");
+    return "ctc convert " + shell_quoted(recording.path().string()) + " " + shell_quoted(converted.string()) +
+           " --datatype 1 --ordering " + std::to_string(recording.header().SampleOrdering);
+}
+
+void announce_data_type(const RecordingReader& recording, std::vector<std::string>& lines) {
+    const CTCStruct& header = recording.header();
+    if (!damage(header).empty()) {
+        lines.push_back(damage(header) +
+                        "; for a usable result clean what this command makes: " + conversion(recording));
     }
     if (header.CompressionType != 0) {
         lines.push_back("the header calls the data compressed (type " + std::to_string(header.CompressionType) +
@@ -87,6 +106,10 @@ void check_settings(const RecordingReader& recording, const Protocol& protocol, 
         throw InputError(recording.path().string() + " is not a continuous recording (sample ordering " +
                          std::to_string(header.SampleOrdering) + "): the module can only clean orderings 1 and 2");
     }
+    if (!settings.asIs && !damage(header).empty()) {
+        throw InputError(damage(header) + "; convert it first and clean the result (" + conversion(recording) +
+                         "), or give --as-is to run all the same");
+    }
     require_sampling_frequency(recording);
     if (protocol.conditions.empty()) {
         throw InputError("the protocol has no condition: add one with the artifact triggers");
@@ -113,7 +136,7 @@ std::vector<std::string> announcements(RecordingReader& recording, const Protoco
                                        const RunSettings& settings) {
     const CTCStruct& header = recording.header();
     std::vector<std::string> lines;
-    announce_data_type(header, lines);
+    announce_data_type(recording, lines);
     if (recording.missing_elements() != 0) {
         lines.push_back("the data section is cut short: " + std::to_string(recording.missing_elements()) +
                         " sample values are missing and count as stored zeros");

@@ -9,7 +9,8 @@
 
 namespace workbench {
 
-/// Throws InputError for a setting that the module's dialogs would not take, or with which nothing can be cleaned.
+/// Throws InputError for a setting that the module's dialogs would not take, or with which nothing can be cleaned, and
+/// for a recording whose cleaned epochs the module would misplace or spoil, unless settings.asIs.
 void check_settings(const RecordingReader& recording, const Protocol& protocol, const RunSettings& settings);
 
 /// What a run will do that the user might not expect, one line each: samples that the module misplaces in this kind

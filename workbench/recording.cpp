@@ -6,10 +6,10 @@
 #include <limits>
 #include <string>
 
-#include "fileio/ctc_convert.h"
 #include "fileio/ctc_header.h"
 #include "workbench/input_error.h"
 #include "workbench/input_file.h"
+#include "workbench/stored_element.h"
 
 namespace workbench {
 
@@ -40,25 +40,9 @@ std::string reason_of(HeaderStatus status, const CTCStruct& header) {
 }
 
 float value_of_stored(const CTCStruct& header, std::uint32_t channel, const char* element) {
-    if (header.DataType == 1) {
-        float value = 0.0f;
-        std::memcpy(&value, element, sizeof value);
-        return value;
-    }
-    const float scale = header.ChannelScales[channel];
-    const float offset = header.ChannelOffsets[channel];
-    const auto convert = [&](auto stored) {
-        std::memcpy(&stored, element, sizeof stored);
-        return fileio::value_of(stored, scale, offset);
-    };
-    switch (header.DataType) {
-    case 3:
-        return convert(std::int16_t{});
-    case 4:
-        return convert(std::int8_t{});
-    default:
-        return convert(float{});
-    }
+    const bool scaled = header.DataType != 1;
+    return element_value(header.DataType, element, scaled ? header.ChannelScales[channel] : 1.0f,
+                         scaled ? header.ChannelOffsets[channel] : 0.0f);
 }
 
 } // namespace
@@ -230,20 +214,6 @@ void put(std::ostream& stream, T value) {
     stream.write(reinterpret_cast<const char*>(&value), sizeof value);
 }
 
-// Rounds to the nearest stored value and clips. Returns 1 where the value does not fit.
-template <class Stored>
-unsigned int rounded(double unscaled, Stored* stored) {
-    constexpr double lowest = std::numeric_limits<Stored>::min();
-    constexpr double highest = std::numeric_limits<Stored>::max();
-    const double whole = std::round(unscaled);
-    if (std::isnan(whole)) {
-        *stored = 0;
-        return 1;
-    }
-    *stored = static_cast<Stored>(std::clamp(whole, lowest, highest));
-    return whole < lowest || whole > highest ? 1 : 0;
-}
-
 } // namespace
 
 RecordingWriter::RecordingWriter(const std::filesystem::path& file, RecordingFormat format, bool overwrite)
@@ -281,18 +251,7 @@ void RecordingWriter::convert(std::uint32_t channel, std::uint32_t count, const 
         }
         const double unscaled = (static_cast<double>(src[i]) - static_cast<double>(format_.offsets[channel])) /
                                 static_cast<double>(format_.scales[channel]);
-        if (format_.dataType == 3) {
-            std::int16_t value = 0;
-            clipped_ += rounded(unscaled, &value);
-            std::memcpy(element, &value, size);
-        } else if (format_.dataType == 4) {
-            std::int8_t value = 0;
-            clipped_ += rounded(unscaled, &value);
-            std::memcpy(element, &value, size);
-        } else {
-            const auto value = static_cast<float>(unscaled);
-            std::memcpy(element, &value, size);
-        }
+        clipped_ += put_element(format_.dataType, unscaled, element) == Fit::fits ? 0U : 1U;
     }
 }
 

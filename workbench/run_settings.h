@@ -11,6 +11,7 @@ struct RunSettings {
     std::optional<int> post;      ///< ms after it
     std::optional<int> segment;   ///< artifacts per segment
     std::optional<int> components;
+    bool asIs = false; ///< also where the module misplaces or spoils the cleaned epochs of this kind of recording
 };
 
 /// What the module's dialogs take.

@@ -289,30 +289,61 @@ TEST_F(WorkbenchRun, EpochedRecordingsAreRefused) {
     expect_refused(run(), "continuous");
 }
 
-TEST_F(WorkbenchRun, MisplacingDataTypesAreAnnounced) {
-    const struct {
-        std::uint32_t type;
-        std::uint32_t ordering;
-        const char* part;
-    } cases[] = {{3, 1, "one window length later"},
-                 {4, 1, "one window length later"},
-                 {5, 1, "single bytes"},
-                 {5, 2, "single bytes"}};
-    for (const auto& c : cases) {
+struct MisplacingLayout {
+    std::uint32_t type;
+    std::uint32_t ordering;
+    const char* part;
+};
+const MisplacingLayout misplacingLayouts[] = {{3, 1, "one window length later"},
+                                              {4, 1, "one window length later"},
+                                              {5, 1, "single bytes"},
+                                              {5, 2, "single bytes"}};
+
+TEST_F(WorkbenchRun, MisplacingDataTypesAreRefusedWithTheCommandThatAvoidsIt) {
+    for (const MisplacingLayout& c : misplacingLayouts) {
         write_file("rec.ctc", recording_bytes(c.type, c.ordering));
-        const CommandResult result = run({"--overwrite"});
-        EXPECT_EQ(result.status, 0) << result.err;
-        EXPECT_NE(result.err.find(c.part), std::string::npos) << result.err;
+        expect_refused(run({"--quiet"}), c.part);
+        const std::string here = std::filesystem::current_path().string() + "/rec";
+        expect_refused(run(), "ctc convert " + here + ".ctc " + here + "_float.ctc --datatype 1 --ordering " +
+                                  std::to_string(c.ordering));
+        expect_refused(run(), "--as-is");
     }
+}
+
+TEST_F(WorkbenchRun, NameOfAMisplacingRecordingIsQuotedForAShell) {
+    std::filesystem::create_directory("it's my data");
+    write_file("it's my data/a b.dat", recording_bytes(3, 1));
+    const CommandResult result = run({"--data", "it's my data/a b.dat"}, "--data");
+    const std::string here = "'" + std::filesystem::current_path().string() + "/it'\\''s my data/a b";
+    EXPECT_NE(result.err.find("ctc convert " + here + ".dat' " + here + "_float.ctc' --datatype 1 --ordering 1"),
+              std::string::npos)
+        << result.err;
+    EXPECT_EQ(result.status, 2);
+}
+
+TEST_F(WorkbenchRun, MisplacingDataTypesRunAsTheyAreWhenTold) {
+    for (const MisplacingLayout& c : misplacingLayouts) {
+        write_file("rec.ctc", recording_bytes(c.type, c.ordering));
+        const CommandResult result = run({"--as-is", "--overwrite"});
+        EXPECT_EQ(result.status, 0) << result.err;
+        EXPECT_EQ(result.err.rfind("workbench: note: this recording holds ", 0), 0U) << result.err;
+        EXPECT_NE(result.err.find(c.part), std::string::npos) << result.err;
+        EXPECT_NE(result.err.find("ctc convert "), std::string::npos) << result.err;
+        EXPECT_TRUE(folder.has("rec_OBS.ctc"));
+    }
+}
+
+TEST_F(WorkbenchRun, OtherDataTypesRunWithoutANote) {
     for (const std::uint32_t type : {1U, 3U, 4U}) {
         write_file("rec.ctc", recording_bytes(type, 2));
         EXPECT_EQ(run({"--overwrite"}).err, "") << "type " << type;
+        EXPECT_EQ(run({"--overwrite", "--as-is"}).err, "") << "type " << type;
     }
 }
 
 TEST_F(WorkbenchRun, CleanedEpochsOfShortsLandOneWindowLater) {
     write_file("rec.ctc", recording_bytes(3, 1));
-    EXPECT_EQ(run().status, 0);
+    EXPECT_EQ(run({"--as-is"}).status, 0);
     const std::string before = read_file("rec.ctc");
     const std::string after = read_file("rec_OBS.ctc");
     ASSERT_EQ(after.size(), before.size());
