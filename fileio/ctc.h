@@ -3,6 +3,7 @@
 #include "export.h"
 #include "fileio/transio.h"
 
+/// @file
 /// CTC files: channel time courses of an EEG/MEG recording.
 ///
 /// File layout, all fields 4 bytes, little-endian, without padding: FileVersion, CompressionType,
@@ -16,31 +17,32 @@
 /// SampleOrdering (slowest index first): 1 channel, sample; 2 sample, channel; per condition block
 /// 3 trial, channel, sample; 4 trial, sample, channel; 5 channel, sample, trial; 6 sample, channel, trial.
 
+/// A recording: header, and samples in memory or behind a view of the file. Every pointer is malloc'ed and owned by the
+/// structure; at most one of the last four is not null.
 struct CTCStruct {
-    char fileName[512];       ///< path it was read from, at most 511 characters kept; a save does not change it
-    unsigned int FileVersion; ///< 0 means no valid file to every accessor
-    unsigned int CompressionType;
-    unsigned int NrOfCompressionParams;
-    unsigned int* CompressionParams; ///< raw 4-byte values, never interpreted; null when none
-    unsigned int DataType;
-    unsigned int SampleOrdering;
-    unsigned int NrOfChannels;
-    unsigned int NrOfSamples; ///< per channel, orderings 1 and 2
-    float SamplingFrequency;  ///< Hz
-    float* ChannelOffsets;    ///< [0..NrOfChannels-1] for DataType > 2, else null
-    float* ChannelScales;     ///< [0..NrOfChannels-1] for DataType > 2, else null
-    unsigned int NrOfConditions;
-    unsigned int* NrOfTrials;         ///< [0..NrOfConditions-1]; 0 takes the space of 1
-    unsigned int* PreTriggerSamples;  ///< [0..NrOfConditions-1]
-    unsigned int* PostTriggerSamples; ///< [0..NrOfConditions-1]; epoch length is pre + post
-    unsigned int* ConditionStarts;    ///< [0..NrOfConditions-1] first element of each block; computed, not stored
-    unsigned int Spare;               ///< 0 after a read
-    float* FloatSamples;              ///< data section in memory, DataType 1 and 5, else null
-    short* Int16Samples;              ///< data section in memory, DataType 3, else null
-    signed char* Int8Samples;         ///< data section in memory, DataType 4, else null
-    transio_struct* FileView;         ///< samples left in the file, else null
+    char fileName[512];           ///< path it was read from, at most 511 characters kept; a save does not change it
+    unsigned int FileVersion;     ///< 0 means no valid file to every accessor
+    unsigned int CompressionType; ///< 0: not compressed; other recordings are read but cannot be written
+    unsigned int NrOfCompressionParams; ///< 0 when not compressed
+    unsigned int* CompressionParams;    ///< raw 4-byte values, never interpreted; null when none
+    unsigned int DataType;              ///< 1, 3, 4 or 5
+    unsigned int SampleOrdering;        ///< 1 to 6
+    unsigned int NrOfChannels;          ///< channels
+    unsigned int NrOfSamples;           ///< per channel, orderings 1 and 2
+    float SamplingFrequency;            ///< Hz
+    float* ChannelOffsets;              ///< [0..NrOfChannels-1] for DataType > 2, else null
+    float* ChannelScales;               ///< [0..NrOfChannels-1] for DataType > 2, else null
+    unsigned int NrOfConditions;        ///< 0 in continuous recordings
+    unsigned int* NrOfTrials;           ///< [0..NrOfConditions-1]; 0 takes the space of 1
+    unsigned int* PreTriggerSamples;    ///< [0..NrOfConditions-1]
+    unsigned int* PostTriggerSamples;   ///< [0..NrOfConditions-1]; epoch length is pre + post
+    unsigned int* ConditionStarts;      ///< [0..NrOfConditions-1] first element of each block; computed, not stored
+    unsigned int Spare;                 ///< 0 after a read
+    float* FloatSamples;                ///< data section in memory, DataType 1 and 5, else null
+    short* Int16Samples;                ///< data section in memory, DataType 3, else null
+    signed char* Int8Samples;           ///< data section in memory, DataType 4, else null
+    transio_struct* FileView;           ///< samples left in the file, else null
 };
-// Every pointer is malloc'ed and owned by the structure; at most one of the last four is not null.
 
 /// Opens a CTC file: the header into *ctc, the samples loaded or left in the file.
 /// @param ctc         out. Former content is overwritten, not freed. Release with FreeCTCMemory.
@@ -66,8 +68,10 @@ ORIDAN_API int ReadEntireCTC(CTCStruct* ctc, const char* fileName, unsigned int 
 ORIDAN_API int WriteEntireCTC(CTCStruct* ctc, const char* fileName, unsigned int ignoredFlag);
 
 /// Frees and nulls everything that the structure points to and closes its file. Header fields stay.
+/// @param ctc  in-out; harmless on one that was freed already.
 ORIDAN_API void FreeCTCMemory(CTCStruct* ctc);
 
 /// Writes FileVersion, CompressionType, NrOfCompressionParams and DataType to standard output, one labelled line
 /// each.
+/// @param ctc  the recording.
 ORIDAN_API void PrintCTCHeader(const CTCStruct* ctc);

@@ -2,6 +2,9 @@
 
 #include "export.h"
 
+/// @file
+/// Eigen-decomposition of real symmetric matrices. Index base: 1. Precision: float. State: none.
+
 /// Eigenvalues and eigenvectors of a real symmetric matrix by cyclic Jacobi rotations.
 /// Index base: 1, all arrays.
 /// Precision: float, with the quotients and roots of a rotation's angle in double (named in eigen.cpp).
@@ -20,6 +23,9 @@ ORIDAN_API int jacobi(float** a, int n, float* d, float** v, int* nrot);
 /// Sorts eigenvalues into descending order and moves the eigenvector columns with them.
 /// Not stable: among equal values the last is moved forward, and its column with it (d = (5, 5) swaps
 /// the two columns).
-/// Index base: 1.   @param d [1..n] in-out  @param v [1..n][1..n] in-out
+/// Index base: 1.
+/// @param d  [1..n] in-out
+/// @param v  [1..n][1..n] in-out
+/// @param n  order
 /// Method: selection sort.
 ORIDAN_API void eigsrt(float* d, float** v, int n);

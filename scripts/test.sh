@@ -3,7 +3,7 @@
 # Installs what is missing, builds, and runs every test: as people run the module, then under the sanitizers.
 set -euo pipefail
 cd "$(dirname "$0")/.."
-scripts/setup.sh binutils
+scripts/setup.sh binutils doxygen pkg-config
 
 for preset in release asan; do
   echo "== $preset: building"
