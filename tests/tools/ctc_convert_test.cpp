@@ -9,6 +9,7 @@
 
 #include <sys/resource.h>
 
+#include "tests/support/checkers.h"
 #include "tests/tools/ctc_program.h"
 
 namespace {
@@ -427,6 +428,9 @@ TEST_F(CtcConvert, FullDiskIsToldAndLeavesNothing) {
 
 // The interrupt is on its way when the program starts and arrives as soon as it looks for one.
 TEST_F(CtcConvert, InterruptLeavesNothing) {
+    if (support::under_valgrind()) {
+        GTEST_SKIP() << "valgrind does not hand a pending signal on to the program that is started";
+    }
     write_file("in.ctc", recording_bytes(header_of(3, 1, 2, 5000)));
     write_file("out.ctc", "precious");
     const std::vector<std::string> before = contents();
@@ -446,7 +450,7 @@ TEST_F(CtcConvert, InterruptLeavesNothing) {
             });
             EXPECT_EQ(result.status, 130);
             EXPECT_EQ(result.err, "ctc: interrupted; nothing was written\n");
-            EXPECT_EQ(contents(), before);
+            EXPECT_TRUE(contents() == before); // not printed: it is long
         }
     }
 }
