@@ -14,10 +14,13 @@
 /// with result 0; the other refusals (no valid file, channel out of range, run past NrOfSamples, offsets or scales
 /// missing, no memory) are silent.
 /// Unchecked: transfers; the result is `count` even where nothing was moved. Elements outside the data section are
-/// neither read nor written. File-backed DataType 5 moves single bytes: `count` of them, or one per sample.
+/// neither read nor written; file-backed, a run of consecutive elements is one transfer, which is refused as a whole
+/// where a part of it lies outside. File-backed DataType 5 moves single bytes: `count` of them, or one per sample.
 
 /// Reads a run.
-/// @param dest         [0..count-1] out. What lies outside the data section keeps the value that dest held.
+/// @param dest         [0..count-1] out. What was not read keeps the value that dest held, except in a file-backed run
+///                     of consecutive elements: of DataType 5 all of dest is converted in place, as if it had been
+///                     read; of DataType 1 the part that a file cut short still has may be there.
 /// @param ctc          recording.
 /// @param channel      0..NrOfChannels-1.
 /// @param firstSample  firstSample + count is at most NrOfSamples; the sum is formed in 32 bits.

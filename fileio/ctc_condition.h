@@ -16,15 +16,18 @@
 /// run past the end of the epoch, condition arrays, offsets or scales missing, no memory) are silent.
 /// Unchecked: the trial and the start of the epoch. A trial that the condition does not have and a first sample before
 /// the epoch are looked for where they would lie, in other epochs, channels and conditions. Elements outside the data
-/// section are neither read nor written; file-backed, a run of consecutive elements is moved as a whole or not at all.
-/// Neither are the transfers checked: the result is `count` even where nothing was moved.
+/// section are neither read nor written; file-backed, a run of consecutive elements is one transfer, which is refused
+/// as a whole where a part of it lies outside. Neither are the transfers checked: the result is `count` even where
+/// nothing was moved.
 /// Kept on purpose: in SampleOrdering 3 the pre-trigger count is added twice, so that a run lies that many samples
 /// later than asked for, and may run into the next channel. In SampleOrdering 5 and 6 a condition of 0 trials gives
 /// every value of a run from, or to, the same element. File-backed DataType 5 moves single bytes: `count` of them, or
 /// one per sample.
 
 /// Reads a run.
-/// @param dest         [0..count-1] out. What lies outside the data section keeps the value that dest held.
+/// @param dest         [0..count-1] out. What was not read keeps the value that dest held, except in a file-backed run
+///                     of consecutive elements: of DataType 5 all of dest is converted in place, as if it had been
+///                     read; of DataType 1 the part that a file cut short still has may be there.
 /// @param ctc          recording.
 /// @param condition    0..NrOfConditions-1.
 /// @param trial        0..trials-1 of the condition.

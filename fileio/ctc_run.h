@@ -28,7 +28,7 @@ void report_ordering();
 bool find_scaling(const CTCStruct& ctc, unsigned int channel, SampleRun* run);
 
 /// Move a run whose scaling was found. Elements outside the data section are neither read nor written; file-backed, a
-/// transfer is made as a whole or not at all.
+/// transfer that would leave the section is refused as a whole.
 /// @return run.count, whatever was moved; 0 where there is no memory for a temporary copy.
 unsigned int get_run(float* dest, const CTCStruct& ctc, const SampleRun& run);
 

@@ -70,15 +70,15 @@ ORIDAN_API TFDStruct* CreateTFD(const char* fileName, const char* firstText, con
 /// Opens a file: the header is read, the tensors stay in the file behind read-write views.
 /// @param fileName  a regular file that may be written; fewer than 512 characters. It is not changed.
 /// @return a structure that FreeTFD releases, or null: not a file, FileVersion not 1, a count or extent of 0 among
-/// those
-///         of the tensors, a file too short for its header and tensors (bytes behind them do not matter).
+///         those of the tensors, a file too short for its header and tensors (bytes behind them do not matter).
 ORIDAN_API TFDStruct* ReadTFD(const char* fileName);
 
 /// Saves under another name, and binds the structure to the new file: header as it stands in the structure, tensors as
 /// they stand in the old file. Loaded data is released first: changes that TFDWriteTensor has not written are lost, and
 /// pointers to the old tensor table are no longer valid.
 /// @param tfd       in-out. FileVersion 1, the arrays present, the extents those of its views; otherwise refused.
-/// @param fileName  created or truncated; fewer than 512 characters; the structure's own file and a pipe are refused.
+/// @param fileName  created or truncated; fewer than 512 characters; the structure's own file and a pipe are refused,
+///                  and, where the path that the structure was opened by no longer exists, any file that does.
 /// @return 1, or 0: the structure is then bound to its old file. A tensor that cannot be read and a write that fails
 ///         leave no file; the other refusals leave an existing file as it was.
 ORIDAN_API int WriteTFD(TFDStruct* tfd, const char* fileName);

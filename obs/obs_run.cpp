@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <fstream>
 #include <ios>
+#include <locale>
 #include <optional>
 #include <string>
 #include <system_error>
@@ -139,6 +140,7 @@ void write_triggers(const ProtocolStruct& protocol, const ProtocolConditionStruc
     const std::string name = condition_name(condition);
     const std::string fileName = trial_file_name(name);
     std::ofstream file;
+    file.imbue(std::locale::classic()); // the same text whatever locale the program has set
     if (can_be_opened_for_writing(fileName)) {
         file.open(fileName, std::ios::trunc);
     }

@@ -1,5 +1,6 @@
 #include "stats/fitting.h"
 
+#include <climits>
 #include <cmath>
 
 #include "numerics/arrays.h"
@@ -32,6 +33,11 @@ float centred(long c, int size) {
 
 int at_least_two(int size) {
     return size < 2 ? 2 : size;
+}
+
+// Clamped: no memory holds the products of so many polynomials anyway.
+int polynomials_per_axis() {
+    return g_nbsfns_dim == INT_MAX ? INT_MAX : g_nbsfns_dim + 1;
 }
 
 } // namespace
@@ -97,7 +103,7 @@ void fit(float* x, float* y, int ndata, float* sig, int mwt, float* a, float* b,
 
 void fgauss(float x, float* a, float* y, float* dyda, int na) {
     *y = 0.0f;
-    for (int i = 1; i <= na - 2; i += 3) {
+    for (long i = 1; i <= na - 2L; i += 3) {
         const float arg = (x - a[i + 1]) / a[i + 2];
         const float ex = std::exp(-(arg * arg));
         const double product = 2.0 * static_cast<double>(a[i]) * static_cast<double>(ex) * static_cast<double>(arg);
@@ -138,7 +144,7 @@ void fleg2D(float x, float* afunc, int) {
     const long k = static_cast<long>(truncate_to_int32(static_cast<double>(x))) - 1;
     const long row = k >= 0 ? k / size : -((size - 1 - k) / size); // rounds down
     const long column = k - row * size;
-    const int m = g_nbsfns_dim + 1;
+    const int m = polynomials_per_axis();
     float* p = legendre_vector(centred(column, size), m);
     float* q = legendre_vector(centred(row, size), m);
     int idx = 1;
@@ -158,7 +164,7 @@ void fleg3D(float x, float* afunc, int) {
     const long k = static_cast<long>(truncate_to_int32(static_cast<double>(x))) - 1;
     const long z = k / slice;
     const long rest = k % slice;
-    const int m = g_nbsfns_dim + 1;
+    const int m = polynomials_per_axis();
     float* p = legendre_vector(centred(rest % size, size), m);
     float* q = legendre_vector(centred(rest / size, size), m);
     float* r = legendre_vector(centred(z, slices), m);

@@ -16,14 +16,14 @@
 /// Precision: float. For the error see the head of this file.
 /// @param t   statistic; its sign does not matter.
 /// @param df  degrees of freedom; 0 and 1 give 1 for every t.
-/// @return 0..1.
+/// @return 0..1, or NaN for a NaN statistic that df does not decide.
 ORIDAN_API float t_to_p(float t, unsigned long df);
 
 /// Upper-tail probability of Fisher's F.
 /// Precision: float. For the error see the head of this file.
 /// @param F         statistic; 0 or less gives 1.
 /// @param df1, df2  degrees of freedom of numerator and denominator; df2 = 0 gives 1.
-/// @return 0..1.
+/// @return 0..1, or NaN for a NaN statistic that df2 does not decide.
 /// *Fatal*: "Bad a or b in routine betai" for df1 = 0 (where F and df2 do not decide).
 ORIDAN_API float F_to_p(float F, unsigned long df1, unsigned long df2);
 
@@ -79,7 +79,7 @@ ORIDAN_API double p_to_F(double p, double df1, double df2);
 /// The r > 0 whose r_to_p is p, by a search in exactly 25 steps that halves its stride wherever it turns back.
 /// Precision: float; absolute error below 2e-4 where the true r is 0.9999 or less. Closer to 1 (and for p = 0 or less)
 /// the search may leave through 1 and return more than 1; it is not held back.
-/// @param p   probability.
+/// @param p   probability. Above 1 no r is weak enough, and the search falls past 0: the result is negative.
 /// @param df  degrees of freedom (pairs - 2).
 /// @return r.
 ORIDAN_API float p_to_r(float p, unsigned long df);

@@ -2,14 +2,22 @@
 
 #include <fstream>
 #include <ios>
+#include <locale>
 
 namespace {
 
 constexpr int significantDigits = 5;
 
+// The texts are the same whatever locale the program has set.
+std::ofstream open_text(const char* filename) {
+    std::ofstream file(filename);
+    file.imbue(std::locale::classic());
+    return file;
+}
+
 template <class T>
 void write_vector(const char* filename, const T* v, int n, int base) {
-    std::ofstream file(filename);
+    std::ofstream file = open_text(filename);
     file.precision(significantDigits);
     for (long i = base; i < static_cast<long>(base) + n; ++i) {
         file << v[i] << '\n';
@@ -19,7 +27,7 @@ void write_vector(const char* filename, const T* v, int n, int base) {
 } // namespace
 
 void WriteFloatMatrix2Txt(char* filename, float** m, int nrows, int ncols, int base) {
-    std::ofstream file(filename);
+    std::ofstream file = open_text(filename);
     file.precision(significantDigits);
     for (long r = base; r < static_cast<long>(base) + nrows; ++r) {
         for (long c = base; c < static_cast<long>(base) + ncols; ++c) {
@@ -40,7 +48,7 @@ void WriteDoubleVector2Txt(char* filename, double* v, int n, int base) {
 }
 
 void WriteFloatVector2SDM(char* filename, float* values, int n) {
-    std::ofstream file(filename);
+    std::ofstream file = open_text(filename);
     file << "FileVersion:            " << 1 << "\n\n";
     file << "NrOfPredictors:         " << 2 << '\n';
     file << "NrOfDataPoints:         " << n << '\n';

@@ -8,7 +8,7 @@
 /// An existing file is truncated; a file that cannot be opened is silently not written, and nothing is reported of
 /// what goes wrong later. A count of 0 or less writes no values. Lines end with a single line feed. Numbers have five
 /// significant digits in the shorter of fixed and scientific notation, without trailing zeros, unless a routine says
-/// otherwise.
+/// otherwise. The locale of the program does not matter: the decimal point is a point, and digits are not grouped.
 
 /// Writes a matrix: one line per row, every value followed by one blank.
 /// @param filename      path.

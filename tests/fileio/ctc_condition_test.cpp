@@ -493,6 +493,24 @@ TEST(ConditionSamples, AContinuousFileWithConditionsIsRefusedWithAMessage) {
     }
 }
 
+TEST(ConditionSamples, AContinuousFileWithoutConditionsIsRefusedInSilence) {
+    for (const unsigned int ordering : {1u, 2u}) {
+        for (const bool fileBacked : {false, true}) {
+            CtcHeader header = header_of(1, ordering);
+            header.nrOfSamples = total / channels;
+            header.trials = header.pre = header.post = {};
+            Recording recording(header, data_of(1), fileBacked);
+            float buffer[1] = {untouched};
+            testing::internal::CaptureStderr();
+            EXPECT_EQ(GetConditionChannelSamples(buffer, &recording.ctc, 0, 0, 0, 0, 1), 0u);
+            EXPECT_EQ(SetConditionChannelSamples(buffer, &recording.ctc, 0, 0, 0, 0, 1), 0u);
+            EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+            EXPECT_EQ(buffer[0], untouched);
+            EXPECT_EQ(recording.data(), data_of(1));
+        }
+    }
+}
+
 TEST(ConditionSamples, OtherDataTypesAreRefusedWithAMessageAfterTheOrdering) {
     for (const bool fileBacked : {false, true}) {
         for (const unsigned int held : {1u, 3u}) { // without and with offset and scale arrays
@@ -705,6 +723,18 @@ TEST(ConditionSamples, FileBackedConsecutiveScaledFloatsMoveAsManyBytes) {
     std::string expected = data;
     expected.replace(39 + 12 + 4 + 1, 3, stored_bytes(5, src[0], 1), 0, 3);
     EXPECT_EQ(recording.data(), expected);
+}
+
+TEST(GetConditionChannelSamples, ARefusedReadOfFileBackedScaledFloatsConvertsWhatDestHeld) {
+    Recording recording(5, 3, true);
+    recording.ctc.ConditionStarts[2] = total - 3; // one sample of the run is outside, so that all is refused
+    float dest[5] = {1.5f, -2.5f, 1e-30f, 0.0f, untouched};
+    const float before[4] = {1.5f, -2.5f, 1e-30f, 0.0f};
+    ASSERT_EQ(GetConditionChannelSamples(dest, &recording.ctc, 2, 0, 0, 0, 4), 4u);
+    for (int i = 0; i < 4; ++i) {
+        EXPECT_TRUE(same_bits(physical(5, static_cast<double>(before[i]), 0), dest[i])) << i;
+    }
+    EXPECT_EQ(dest[4], untouched);
 }
 
 TEST(ConditionSamples, OtherFileBackedScaledFloatsMoveTheLowestByteOfEach) {

@@ -537,6 +537,23 @@ TEST(TFDTensor, AWriteNeedsBothViews) {
     transio_close(&readWrite);
 }
 
+TEST(TFDTensor, TheSecondTensorIsWrittenWhereTheFirstCouldNotBe) {
+    const TemporaryFolder folder;
+    const std::string path = folder.write("a.tfd", std::string(16, '\0'));
+    const unsigned int dims[1] = {2};
+    transio_struct readOnly;
+    transio_struct readWrite;
+    ASSERT_EQ(transio_open(&readOnly, path.c_str(), 0, 1, dims, 0x400), 1);
+    ASSERT_EQ(transio_open(&readWrite, path.c_str(), 8, 1, dims, 0x411), 1);
+    float first[2] = {1.0f, 2.0f};
+    float second[2] = {3.0f, 4.0f};
+    TFDTensorStruct pair = {&readOnly, &readWrite, first, second};
+    EXPECT_EQ(TFDWriteTensor(&pair), 0);
+    transio_close(&readOnly);
+    transio_close(&readWrite);
+    EXPECT_TRUE(support::read_file(path) == std::string(8, '\0') + Bytes().f32(3.0f).f32(4.0f).str());
+}
+
 TEST(TFDTensor, ATensorThatTheFileLostIsNotLoaded) {
     const TemporaryFolder folder;
     const std::string path = folder.write("a.tfd", whole_file());

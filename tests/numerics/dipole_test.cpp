@@ -68,6 +68,20 @@ TEST(Potential, EveryStepIsRoundedAsTheFormulaIsWritten) {
     }
 }
 
+// The closed form as the script of the table evaluates it in double.
+TEST(Potential, SubtractsTheSquaredEccentricityTwiceFromOne) {
+    // Twice the square at once would give other last bits.
+    EXPECT_EQ(at({-0.2, 0.4, 0.9}, {4, 2, 2}, {-2.375, 1, 1}), -0x1.2b70345611cb7p+4);
+    EXPECT_EQ(at({0.6, -0.3, 0.2}, {2, 3, 3}, {-2, 2.125, 2.375}), 0x1.a24b2c4af11e6p+2);
+    EXPECT_EQ(at({-0.6, 0.2, -0.6}, {-1, 5, 4}, {2.25, 2.25, -1.375}), 0x1.fd75a5826b7efp+1);
+}
+
+TEST(Potential, OnlyADistanceOfZeroCountsAsTheCentre) {
+    // So near that rounding spoils the closed form, which is taken all the same.
+    EXPECT_EQ(at({0, 0, 1e-16}, {0, 0, 1}, {0, 0, 1}), -0x1.909445d22e8adp+2);
+    EXPECT_EQ(at({1e-16, 0, 0}, {1, 2, 3}, {1, 2, 2}), 0x1.027df5643d45ep+4);
+}
+
 TEST(Potential, ARadialDipoleHasARadialTermOnly) {
     // Electrode at right angles to the dipole: the tangential factor is not 0 there, so qt has to be.
     const double b = 0.5;

@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <cstring>
 #include <filesystem>
+#include <locale>
 #include <string>
 #include <vector>
 
@@ -260,6 +261,33 @@ TEST_F(ObsRun, TheTrialFileIsCompleteWhenTheSettingsAreAsked) {
     EXPECT_EQ(workbench.trialFileAtSettings, "99000 x\n199000 x\n299000 x\n399000 x\n499000 x\n599000 x\n699000 x\n"
                                              "799000 x\n849000 x\n899000 x\n");
     EXPECT_EQ(read_file("_x.trl"), workbench.trialFileAtSettings);
+}
+
+namespace {
+
+// Digits in groups of three and a decimal comma.
+class GroupedDigits : public std::numpunct<char> {
+    char do_decimal_point() const override { return ','; }
+    char do_thousands_sep() const override { return '.'; }
+    std::string do_grouping() const override { return "\3"; }
+};
+
+} // namespace
+
+TEST_F(ObsRun, TheTrialFileDoesNotFollowTheProgramsLocale) {
+    write_parabola(1000.0f, 1000);
+    const std::locale before = std::locale::global(std::locale(std::locale::classic(), new GroupedDigits));
+    EXPECT_TRUE(plugin.execute());
+    const std::string samples = read_file("_x.trl");
+    for (std::int32_t& trigger : triggers) {
+        trigger *= 1000; // now in microseconds
+    }
+    workbench.protocol.timeResolution = 0;
+    workbench.asked = 0;
+    EXPECT_TRUE(plugin.execute());
+    std::locale::global(before);
+    EXPECT_EQ(samples.substr(0, 17), "99000 x\n199000 x\n");
+    EXPECT_EQ(read_file("_x.trl").substr(0, 18), "100000 x\n200000 x\n");
 }
 
 TEST_F(ObsRun, NegativeAndAbsentIntervalsCountAsNone) {

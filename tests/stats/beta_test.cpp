@@ -333,6 +333,12 @@ TEST(Invbetai, GuessesWithASquareInSinglePrecisionAndRefinesInDouble) {
     EXPECT_GT(mattered, 0) << "no row shows how the square is rounded";
 }
 
+TEST(Invbetai, AStepBelowZeroIsHalved) {
+    const double x = invbetai(0.4066, 0.0064, 0.032);
+    EXPECT_GT(x, 0.0);
+    EXPECT_EQ(x, ten_halley_steps(0.4066, 0.0064, 0.032, squared_in_single));
+}
+
 TEST(Invbetai, TenRefinementsDoNotReachFarTails) {
     const double x = invbetai(1e-20, 100.0, 1.0); // the true one is 10^-0.2
     EXPECT_GT(x, 0.0);

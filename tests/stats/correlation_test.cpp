@@ -392,6 +392,21 @@ TEST(Crank, GivesTiesTheirMiddleRank) {
     EXPECT_EQ(s, 6.0f + 24.0f);
 }
 
+TEST(Crank, TheMiddleRankBeyondTheExactFloatsIsRoundedOnce) {
+    // 2^24 equal values, then two more: the middle of 16777217 and 16777218 is nearer to the second. Adding the two as
+    // floats would give 16777216.
+    const unsigned long first = 1UL << 24;
+    Floats w(first + 3, 0.0f);
+    w[first + 1] = w[first + 2] = 1.0f;
+    float s = untouched;
+    crank(first + 2, w.data(), &s);
+    EXPECT_EQ(w[1], 8388608.5f);
+    EXPECT_EQ(w[first], 8388608.5f);
+    EXPECT_EQ(w[first + 1], 16777218.0f);
+    EXPECT_EQ(w[first + 2], 16777218.0f);
+    EXPECT_EQ(w[0], 0.0f);
+}
+
 TEST(Crank, LastValueAloneGetsTheLastRank) {
     GuardedVector w(1, {4.0f, 4.0f, 9.0f});
     float s = untouched;

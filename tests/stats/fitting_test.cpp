@@ -13,6 +13,8 @@
 #include "numerics/svd.h"
 #include "stats/gamma.h"
 #include "tests/support/bits.h"
+#include "tests/support/checkers.h"
+#include "tests/support/child_process.h"
 #include "tests/support/fatal.h"
 
 using support::GuardedVector;
@@ -342,6 +344,15 @@ TEST(Fgauss, WhatIsLeftOverAfterTheLastTripleIsIgnored) {
     }
 }
 
+TEST(Fgauss, TheSmallestCountsHaveNoTriple) {
+    for (const int above : {0, 1, 2}) {
+        const int na = std::numeric_limits<int>::min() + above;
+        float y = notANumber;
+        fgauss(2.0f, nullptr, &y, nullptr, na); // nothing there to be read or written
+        EXPECT_TRUE(same_bits(0.0f, y)) << na;
+    }
+}
+
 TEST(Fgauss, AWidthOfZeroGivesNonFiniteValues) {
     EXPECT_TRUE(std::isnan(run_fgauss(2.0f, {5.0f, 2.0f, 0.0f}, 3).y));
 }
@@ -497,6 +508,21 @@ TEST(Fleg2D, FewOrNoPolynomials) {
     }
 }
 
+TEST(Fleg2DFleg3DDeathTest, MorePolynomialsThanMemoryHoldsAreFatal) {
+    if (support::withAddressSanitizer || support::under_valgrind()) {
+        GTEST_SKIP() << "a limit on the address space ends the checker";
+    }
+    const Grid grid(128, 128, std::numeric_limits<int>::max()); // one more than that is no int
+    float afunc[2] = {};
+    const auto limited = [&](void (*basis)(float, float*, int)) {
+        if (support::limit(RLIMIT_AS, 1UL << 32)) {
+            basis(1.0f, afunc, 0);
+        }
+    };
+    EXPECT_FATAL(limited(fleg2D), "allocation failure in vector()");
+    EXPECT_FATAL(limited(fleg3D), "allocation failure in vector()");
+}
+
 TEST(Fleg2D, TheThirdArgumentIsNotUsed) {
     for (const int ma : {0, 1, 1000, -1}) {
         EXPECT_EQ(run_fleg2D(4711, ma), run_fleg2D(4711, 6));
@@ -531,6 +557,22 @@ TEST(Fleg3D, TheFirstVoxelIsOneAndTheGridSetsTheStrides) {
     EXPECT_EQ(coordinates(36), (Floats{2.0f / 3.0f, 2.0f / 3.0f, -1.0f}));
     EXPECT_EQ(coordinates(37), (Floats{-1.0f, -1.0f, -0.8f}));
     EXPECT_EQ(coordinates(360), (Floats{2.0f / 3.0f, 2.0f / 3.0f, 0.8f}));
+}
+
+TEST(Fleg3D, VoxelNumbersBelowOneAreDividedTowardsZero) {
+    const Grid grid(6, 10, 2);
+    const auto coordinates = [](float voxel) {
+        const Floats found = run_fleg3D(voxel);
+        return Floats{found[3], found[2], found[1]};
+    };
+    const float before = -4.0f / 3.0f; // position -1 of 6
+    EXPECT_EQ(coordinates(0.0f), (Floats{before, -1.0f, -1.0f}));
+    EXPECT_EQ(coordinates(0.9f), coordinates(0.0f));
+    EXPECT_EQ(coordinates(-0.9f), coordinates(0.0f));
+    EXPECT_EQ(coordinates(-5.0f), (Floats{-1.0f, before, -1.0f})); // one whole row before the first voxel
+    EXPECT_EQ(coordinates(-6.0f), (Floats{before, before, -1.0f}));
+    EXPECT_EQ(coordinates(-35.0f), (Floats{-1.0f, -1.0f, -1.2f})); // one whole slice
+    EXPECT_EQ(coordinates(-36.0f), (Floats{before, -1.0f, -1.2f}));
 }
 
 TEST(Fleg3D, AnOddGridIsHalvedAsAnInteger) {

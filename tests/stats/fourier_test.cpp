@@ -6,11 +6,13 @@
 #include <cmath>
 #include <complex>
 #include <cstddef>
+#include <cstdlib>
 #include <functional>
 #include <iostream>
 #include <limits>
 #include <numeric>
 #include <string>
+#include <unistd.h>
 #include <vector>
 
 #include "numerics/arrays.h"
@@ -300,7 +302,7 @@ RealSpectrum plain_rlft3(RealSpectrum s, std::size_t n1, std::size_t n2, std::si
                 const std::size_t b2 = (n2 - b) % n2;
                 float* const mirror = k == 0 ? &s.speq[2 * (a2 * n2 + b2)] : &s.data[at(a2, b2, 2 * (n3 / 2 - k))];
                 plain_combine(s.data[at(a, b, 2 * k)], s.data[at(a, b, 2 * k + 1)], mirror[0], mirror[1],
-                              isign == 1 ? -0.5f : 0.5f, factors[k]);
+                              -0.5f * static_cast<float>(isign), factors[k]);
             }
         }
     }
@@ -710,6 +712,23 @@ TEST(Rlft3, MatchesThePlainStepsBitForBit) {
     }
 }
 
+TEST(Rlft3, OtherSignsScaleTheirShareAndTransformNothingElse) {
+    Random random(16);
+    for (const auto& dims : realGridSizes) {
+        const RealSpectrum s{random_values(product(dims), random), random_values(2 * dims[0] * dims[1], random)};
+        for (const int isign : {0, 2, -2, 5}) {
+            const RealSpectrum expected = plain_rlft3(s, dims[0], dims[1], dims[2], isign);
+            const RealSpectrum found = run_rlft3(s, dims, isign);
+            EXPECT_TRUE(same_values(expected.data, found.data)) << label(dims, 0, isign);
+            EXPECT_TRUE(same_values(expected.speq, found.speq)) << label(dims, 0, isign);
+        }
+    }
+    // Half of a + conj b, and half of a - conj b times -6 i.
+    const RealSpectrum found = run_rlft3({{1.0f, 0.0f}, {0.0f, 0.0f}}, {1, 1, 2}, 6);
+    EXPECT_EQ(found.data, (Floats{0.5f, -3.0f}));
+    EXPECT_EQ(found.speq, (Floats{0.5f, -3.0f}));
+}
+
 TEST(Rlft3, DataThatAreNotContiguousGoUnnoticed) {
     // Rows 8 floats apart: a transform over the wrong elements, but no complaint and no end of the process.
     Floats block(8 * 8, 1.0f);
@@ -1035,6 +1054,36 @@ TEST(Convlv, MultipliesTheSpectraInSinglePrecisionBitForBit) {
 TEST(ConvlvDeathTest, OtherSignsAreFatal) {
     for (const int isign : {0, 2, -2}) {
         EXPECT_FATAL(run_convlv({1, 2, 3, 4}, {1}, isign), "No meaning for isign in convlv");
+    }
+}
+
+namespace {
+
+// In the order of convlv's arguments, at [1..4] and ans at [1..8], for a look while the fatal error ends the process.
+float refusedData[5] = {0.0f, 1.0f, 2.0f, 3.0f, 4.0f};
+float refusedResponse[5] = {0.0f, 5.0f, 0.5f, 0.25f, 0.0f};
+float refusedAns[9] = {};
+
+// What the two spectra leave, and nothing else.
+void leave_with_what_stands_in_ans() {
+    float work[9] = {};
+    float spectrum[9] = {};
+    float response[5] = {0.0f, 5.0f, 0.5f, 0.0f, 0.25f}; // the negative lag at the end
+    twofft(refusedData, response, work, spectrum, 4);
+    _exit(std::equal(spectrum + 1, spectrum + 9, refusedAns + 1) && spectrum[1] == 5.75f ? 17 : 18);
+}
+
+} // namespace
+
+TEST(ConvlvDeathTest, OtherSignsAreFatalBeforeAnyProductIsWritten) {
+    for (const int isign : {0, 2, -2}) {
+        EXPECT_EXIT(
+            {
+                support::expect_no_release();
+                std::atexit(leave_with_what_stands_in_ans);
+                convlv(refusedData, 4, refusedResponse, 3, isign, refusedAns);
+            },
+            testing::ExitedWithCode(17), "No meaning for isign in convlv");
     }
 }
 

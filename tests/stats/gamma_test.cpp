@@ -7,6 +7,7 @@
 #include <cmath>
 #include <limits>
 #include <unistd.h>
+#include <utility>
 
 #include "tests/support/bits.h"
 #include "tests/support/fatal.h"
@@ -37,6 +38,33 @@ TEST(Gammln, KnownValues) {
     EXPECT_NEAR(gammln(1.0), 0.0, 1e-10);
     EXPECT_NEAR(gammln(2.0), 0.0, 1e-10);
     EXPECT_NEAR(gammln(0.5), 0.5 * std::log(3.14159265358979324), 1e-10);
+}
+
+// The six terms written out.
+double six_terms(double xx) {
+    const double shifted = xx + 5.5;
+    double y = xx;
+    double sum = 1.000000000190015;
+    sum += 76.18009172947146 / (y += 1.0);
+    sum -= 86.50532032941678 / (y += 1.0);
+    sum += 24.01409824083091 / (y += 1.0);
+    sum -= 1.231739572450155 / (y += 1.0);
+    sum += 0.001208650973866179 / (y += 1.0);
+    sum -= 5.395239384953e-06 / (y += 1.0);
+    const double scaled = 2.5066282746310007 * sum;
+    const double tmp = shifted - (xx + 0.5) * std::log(shifted);
+    return std::log(scaled / xx) - tmp;
+}
+
+TEST(Gammln, IsTheSixTermSeriesInDoubleBitForBit) {
+    support::Random random(3);
+    for (int repeat = 0; repeat < 20000; ++repeat) {
+        const double xx = std::exp(static_cast<double>(random.between(-20.0f, 20.0f)));
+        ASSERT_EQ(gammln(xx), six_terms(xx)) << xx;
+    }
+    for (double xx = 0.5; xx <= 500.0; xx += 0.5) {
+        ASSERT_EQ(gammln(xx), six_terms(xx)) << xx;
+    }
 }
 
 TEST(Gammln, ArgumentsOutsideItsDomainAreNotChecked) {
@@ -147,6 +175,14 @@ TEST(Gser, RunsOutOfTermsForLargeOrders) {
     EXPECT_FATAL(gammq(1000.0f, 1000.5f), "a too large, ITMAX too small in routine gser");
     // Far below the order it still converges, to nothing.
     EXPECT_EQ(gammp(1000.0f, 500.0f), 0.0f);
+}
+
+TEST(Gser, TheHundredthTermIsTheLast) {
+    float p = 0.0f;
+    float gln = 0.0f;
+    gser(&p, 387.5f, 387.514313f, &gln); // settles in the 100th
+    EXPECT_NEAR(p, 0.507, 0.001);
+    EXPECT_FATAL(gser(&p, 388.25f, 389.249908f, &gln), "a too large, ITMAX too small in routine gser"); // in the 101st
 }
 
 TEST(Gser, OrdersUpTo380ConvergeBelowTheSwitch) {
@@ -273,9 +309,29 @@ TEST(GserGcf, KeepSinglePrecisionStepByStep) {
     }
 }
 
+TEST(GserGcf, TheExponentStartsWithMinusX) {
+    // Rare arguments where taking x away last changes the rounded result.
+    float result = 0.0f;
+    float gln = 0.0f;
+    for (const auto& [a, x] : {std::pair{1.61214161f, 4.89525191e-05f}, std::pair{1.46559548f, 0.00427204976f}}) {
+        gser(&result, a, x, &gln);
+        EXPECT_TRUE(support::same_bits(series_in_single(a, x, gln), result)) << a;
+    }
+    gcf(&result, 1.5738399f, 70.7854233f, &gln);
+    EXPECT_TRUE(support::same_bits(fraction_in_single(1.5738399f, 70.7854233f, gln), result));
+}
+
 TEST(Gcf, RunsOutOfStepsForLargeOrders) {
     EXPECT_FATAL(gammq(1e5f, 1.0001e5f), "a too large, ITMAX too small in gcf");
     EXPECT_FATAL(gammp(1e5f, 1.0001e5f), "a too large, ITMAX too small in gcf");
+}
+
+TEST(Gcf, TheHundredthStepIsTheLast) {
+    float q = 0.0f;
+    float gln = 0.0f;
+    gcf(&q, 7400.0f, 7405.19971f, &gln); // settles in the 100th
+    EXPECT_NEAR(q, 0.474, 0.002);
+    EXPECT_FATAL(gcf(&q, 7390.0f, 7395.19482f, &gln), "a too large, ITMAX too small in gcf"); // in the 101st
 }
 
 TEST(Gcf, AZeroDenominatorIsReplaced) {

@@ -9,6 +9,7 @@
 #include <type_traits>
 #include <vector>
 
+#include "stats/gamma.h"
 #include "tests/support/table.h"
 
 namespace {
@@ -117,6 +118,21 @@ TEST(Hemoweight, IsOneAtFourSecondsAndNothingBeforeZero) {
     EXPECT_LT(hemoweight(16000.0), 0.0); // the undershoot
 }
 
+TEST(Hemoweight, TakesSecondsAsTheProductWithAThousandth) {
+    const double gamma5 = std::exp(gammln(5.0));
+    const double gamma15 = std::exp(gammln(15.0));
+    const auto two_gammas = [&](double s) {
+        const double undershoot = std::exp(-s) * std::pow(s, 14.0) / gamma15 / 6.0;
+        return std::pow(s, 4.0) * std::exp(-s) / gamma5 - undershoot;
+    };
+    int mattered = 0;
+    for (double t = 0.0; t < 30000.0; t += 7.0) {
+        ASSERT_EQ(hemoweight(t), two_gammas(t * 0.001) / two_gammas(4.0)) << t;
+        mattered += two_gammas(t * 0.001) != two_gammas(t / 1000.0) ? 1 : 0;
+    }
+    EXPECT_GT(mattered, 100);
+}
+
 TEST(Deltaweight, TheEdgeOfTheBoxIsOutside) {
     EXPECT_EQ(deltaweight(0.5, 0.5), 0.0);
     EXPECT_EQ(deltaweight(-0.5, 0.5), 0.0);
@@ -189,6 +205,29 @@ TEST(TwogammaHRF, ABelowThresholdResponseIsLeftUnscaled) {
     EXPECT_NEAR(hrf[5] / peak, 1.0, 1e-12);
     ASSERT_GT(peak * 2000 / 1700, 0.0001);
     EXPECT_NEAR(largest_magnitude(kernel(1.0f, p, 1700)), 1.0, 6e-8);
+}
+
+TEST(TwogammaHRF, TheThresholdIsComparedInDouble) {
+    // Two samples of an exponential, whose second one is the peak: about tr / dispersion. The float nearest to 0.0001
+    // is below 0.0001, so the next one is the smallest scale.
+    const float tr = 1.6f; // the dispersion then stands below a power of 2, where floats are dense enough to meet both
+    const float nearest = 0.0001f;
+    const float smallestScale = std::nextafter(nearest, 1.0f);
+    int unscaled = 0;
+    int scaled = 0;
+    for (float dispersion = 15998.0f; dispersion < 15999.0f; dispersion = std::nextafter(dispersion, inf)) {
+        const double second = density(1.0, 1.0, static_cast<double>(tr) / static_cast<double>(dispersion));
+        const float peak = static_cast<float>(second);
+        if (peak != nearest && peak != smallestScale) {
+            continue;
+        }
+        const std::vector<double> hrf = kernel(tr, {dispersion, 1.0f, dispersion, 1.0f, 1e30f, 0.0f, tr}, 1);
+        ASSERT_EQ(hrf.size(), 2u);
+        ASSERT_EQ(hrf[1], peak == nearest ? second : second / static_cast<double>(peak)) << dispersion;
+        ++(peak == nearest ? unscaled : scaled);
+    }
+    EXPECT_GT(unscaled, 0);
+    EXPECT_GT(scaled, 0);
 }
 
 // Of the parameters' quotients those of two floats are floats; those with the width of a bin are doubles.

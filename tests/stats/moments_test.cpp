@@ -86,6 +86,27 @@ TEST(Avevar, TakesTheRoundOffOfTheMeanOutOfTheVariance) {
     EXPECT_EQ(m.variance, (1.0f - 1.0f / 3.0f) / 2.0f);
 }
 
+TEST(Avevar, SquaresTheSumOfTheDeviationsBeforeItDivides) {
+    // Float spacing is 2 here, so the mean of 16777216 + {6, 2, 6, 6, 4} rounds up to + 6. Deviations 0, -4, 0, 0, -2.
+    const float base = 16777216.0f;
+    const Moments m = moments({base + 6.0f, base + 2.0f, base + 6.0f, base + 6.0f, base + 4.0f});
+    EXPECT_EQ(m.mean, base + 6.0f);
+    EXPECT_EQ(m.variance, (20.0f - 36.0f / 5.0f) / 4.0f);
+    EXPECT_NE(m.variance, (20.0f - 6.0f * (6.0f / 5.0f)) / 4.0f) << "the example does not show the order";
+}
+
+TEST(Avevar, TheDivisorIsOneLessThanTheCountBeforeItIsRounded) {
+    // 2^24 + 1 values: their number as float is 2^24 already.
+    std::vector<float> data((1U << 24) + 2, 0.0f);
+    data[1] = 1.0f;
+    data[2] = -1.0f;
+    float mean = -99.0f;
+    float variance = -99.0f;
+    avevar(data.data(), (1UL << 24) + 1, &mean, &variance);
+    EXPECT_EQ(mean, 0.0f);
+    EXPECT_EQ(variance, 0x1p-23f);
+}
+
 TEST(Avevar, MatchesThePlainFormulaBitForBit) {
     support::Random random(20);
     for (int n = 0; n <= 300; ++n) {

@@ -48,6 +48,17 @@ TEST(NormalDensity, RoundsZAndItsSquareToSinglePrecision) {
     EXPECT_GT(mattered, 100);
 }
 
+TEST(NormalDensity, DividesTheFactorBySigmaFirst) {
+    for (double sigma = 0.1; sigma < 50.0; sigma *= 1.07) {
+        for (double x = -3.0; x < 3.0; x += 0.37) {
+            const float z = static_cast<float>((x - 0.25) / sigma);
+            const float square = z * z;
+            const double factor = 0.3989422804014327 / sigma;
+            EXPECT_EQ(normaldist_p(x, 0.25, sigma), std::exp(static_cast<double>(square) * -0.5) * factor);
+        }
+    }
+}
+
 TEST(NormalDensity, FarOutIsZero) {
     EXPECT_EQ(normaldist_p(1e10, 0.0, 1.0), 0.0);
     EXPECT_EQ(normaldist_p(1e300, 0.0, 1.0), 0.0);
@@ -78,6 +89,15 @@ TEST(NormalCumulative, KeepsItsStatedErrors) {
     normal.expect_within(2.8e-13);
 }
 
+TEST(NormalCumulative, MultipliesTheDeviationBeforeItDivides) {
+    for (double sigma = 0.1; sigma < 50.0; sigma *= 1.07) {
+        for (double x = -3.0; x < 3.0; x += 0.37) {
+            const double numerator = (x - 0.25) * -0.7071067811865476;
+            EXPECT_EQ(normaldist_cdf(x, 0.25, sigma), _erfc(numerator / sigma) * 0.5);
+        }
+    }
+}
+
 TEST(NormalCumulative, SigmaIsNotChecked) {
     EXPECT_EQ(normaldist_cdf(1.0, 0.0, -1.0), normaldist_cdf(-1.0, 0.0, 1.0));
     EXPECT_EQ(normaldist_cdf(1.0, 0.0, 0.0), 1.0);
@@ -97,6 +117,15 @@ TEST(NormalQuantile, KeepsItsStatedErrors) {
     lower.expect_within(1.9e-13);
     upper.expect_within(9.5e-15);
     subnormal.expect_within(3.9e-5);
+}
+
+TEST(NormalQuantile, MultipliesSigmaByTheRootFirst) {
+    for (double sigma = 0.1; sigma < 50.0; sigma *= 1.07) {
+        for (double p = 0.01; p < 1.0; p += 0.07) {
+            const double scale = sigma * -1.4142135623730951;
+            EXPECT_EQ(normaldist_invcdf(p, 0.25, sigma), 0.25 + inverfc(p + p) * scale);
+        }
+    }
 }
 
 TEST(NormalQuantile, KnownValues) {

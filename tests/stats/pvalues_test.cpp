@@ -347,6 +347,16 @@ TEST(PToT, EndsOfTheRangeGiveZeroAndNanGoesThrough) {
     EXPECT_TRUE(std::isnan(p_to_t(0.5, quietNan)));
 }
 
+TEST(PToT, MultipliesBeforeItDivides) {
+    for (double df = 1.0; df < 60.0; df += 1.75) {
+        for (double p = 0.01; p < 1.0; p += 0.03) {
+            const double x = invbetai(p, df / 2.0, 0.5);
+            const double numerator = df * (1.0 - x);
+            ASSERT_EQ(p_to_t(p, df), std::sqrt(numerator / x)) << p << ", " << df;
+        }
+    }
+}
+
 TEST(PToT, TakesFractionalDegreesOfFreedom) {
     // Between the values of 2 and 3 degrees of freedom, 4.3027 and 3.1824.
     EXPECT_NEAR(p_to_t(0.05, 2.0), 4.302652730, 1e-5);
@@ -382,6 +392,19 @@ TEST(PToF, KeepsTheStatedErrorAgainstTheTable) {
     small.expect_within(0.2);
     middleWithTwo.expect_within(0.01);
     smallWithTwo.expect_within(0.2);
+}
+
+TEST(PToF, DividesOneProductByTheOther) {
+    for (double df1 = 1.0; df1 < 30.0; df1 += 1.75) {
+        for (double df2 = 2.0; df2 < 60.0; df2 += 3.3) {
+            for (double p = 0.05; p < 1.0; p += 0.09) {
+                const double x = invbetai(1.0 - p, df1 / 2.0, df2 / 2.0);
+                const double numerator = x * df2;
+                const double denominator = df1 * (1.0 - x);
+                ASSERT_EQ(p_to_F(p, df1, df2), numerator / denominator) << p << ", " << df1 << ", " << df2;
+            }
+        }
+    }
 }
 
 TEST(PToF, EndsOfTheRangeGiveOneAndNanGoesThrough) {

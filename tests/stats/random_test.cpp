@@ -305,6 +305,28 @@ TEST(Gasdev, APairOfExactZerosIsRejected) {
     EXPECT_TRUE(support::same_bits(expected.first, gasdev(&idum)));
 }
 
+TEST(Gasdev, APairOnTheUnitCircleItselfIsRejected) {
+    drop_spare_deviate();
+    long idum = -12;
+    ShuffledStandard uniform(12);
+    ASSERT_TRUE(follows(uniform, idum, 1));
+    // Output 1 becomes the coordinate -1 and output 2^30 the coordinate 0. Each fills the slot that the other picks.
+    const std::int64_t half = 1073741824;
+    for (int i = 0; i < 1000 || uniform.output != 1; ++i) {
+        ASSERT_LT(i, 2000);
+        uniform.state = before(uniform.output / 67108864 == 0 ? half : 1);
+        idum = static_cast<long>(uniform.state);
+        ASSERT_TRUE(follows(uniform, idum, 1));
+    }
+    ShuffledStandard ahead = uniform;
+    ASSERT_EQ(2.0f * ahead.next() - 1.0f, 0.0f);
+    ASSERT_EQ(2.0f * ahead.next() - 1.0f, -1.0f);
+    const PolarPair expected(uniform);
+    EXPECT_NE(expected.first, 0.0f);
+    EXPECT_TRUE(support::same_bits(expected.first, gasdev(&idum)));
+    EXPECT_TRUE(support::same_bits(expected.second, gasdev(&idum)));
+}
+
 bool first_call_draws() {
     long idum = -21;
     ShuffledStandard uniform(21);

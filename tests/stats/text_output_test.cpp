@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <climits>
 #include <limits>
+#include <locale>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -246,4 +248,42 @@ TEST(WriteFloatVector2SDM, LargeCountsAreNotGrouped) {
     const std::string text = design_matrix(folder, std::vector<float>(12345, 0.25f), 12345);
     EXPECT_EQ(text.compare(0, design_header("12345").size(), design_header("12345")), 0);
     EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 9 + 12345);
+}
+
+namespace {
+
+// Digits in groups of three and a decimal comma.
+class GroupedDigits : public std::numpunct<char> {
+    char do_decimal_point() const override { return ','; }
+    char do_thousands_sep() const override { return '.'; }
+    std::string do_grouping() const override { return "\3"; }
+};
+
+// The program's locale for one test.
+class ProgramLocale {
+public:
+    ProgramLocale() : before(std::locale::global(std::locale(std::locale::classic(), new GroupedDigits))) {}
+    ~ProgramLocale() { std::locale::global(before); }
+    ProgramLocale(const ProgramLocale&) = delete;
+    ProgramLocale& operator=(const ProgramLocale&) = delete;
+
+private:
+    std::locale before;
+};
+
+} // namespace
+
+TEST(TextWriters, DoNotFollowTheProgramsLocale) {
+    const TemporaryFolder folder;
+    const ProgramLocale grouped;
+    std::ostringstream shown;
+    shown << 1234.5;
+    ASSERT_EQ(shown.str(), "1.234,5") << "the locale of this test";
+
+    GuardedMatrix m(0, support::Rows{{1234.5f, 0.25f}, {12345.0f, 123456.0f}});
+    EXPECT_EQ(written(folder, m.handle(), 2, 2, 0), "1234.5 0.25 \n12345 1.2346e+05 \n");
+    expect_all(written_vectors(folder, {1234.5, -12345.0, 0.25}, 3, 0), "1234.5\n-12345\n0.25\n");
+    const std::string text = design_matrix(folder, std::vector<float>(1234, 1234.5f), 1234);
+    const std::string line = "1234.500000 1.000000\n";
+    EXPECT_EQ(text.substr(0, design_header("1234").size() + line.size()), design_header("1234") + line);
 }

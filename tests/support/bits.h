@@ -113,7 +113,9 @@ testing::AssertionResult same_bits(const Expected& expected, const Actual& actua
             const float wanted = expected[static_cast<std::size_t>(i)][static_cast<std::size_t>(j)];
             const float found = actual[static_cast<std::size_t>(i)][static_cast<std::size_t>(j)];
             if (!identical(wanted, found)) {
-                return first_mismatch("[" + std::to_string(i) + "][" + std::to_string(j) + "]", wanted, found);
+                std::string where = "[";
+                where.append(std::to_string(i)).append("][").append(std::to_string(j)).append("]");
+                return first_mismatch(where, wanted, found);
             }
         }
     }
