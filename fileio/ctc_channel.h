@@ -15,7 +15,8 @@
 /// missing, no memory) are silent.
 /// Unchecked: transfers; the result is `count` even where nothing was moved. Elements outside the data section are
 /// neither read nor written; file-backed, a run of consecutive elements is one transfer, which is refused as a whole
-/// where a part of it lies outside. File-backed DataType 5 moves single bytes: `count` of them, or one per sample.
+/// where a part of it lies outside, and samples that lie apart move a block at a time, what lies between them going
+/// back as it was just read. File-backed DataType 5 moves single bytes: `count` of them, or one per sample.
 
 /// Reads a run.
 /// @param dest         [0..count-1] out. What was not read keeps the value that dest held, except in a file-backed run

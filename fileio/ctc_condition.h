@@ -17,8 +17,9 @@
 /// Unchecked: the trial and the start of the epoch. A trial that the condition does not have and a first sample before
 /// the epoch are looked for where they would lie, in other epochs, channels and conditions. Elements outside the data
 /// section are neither read nor written; file-backed, a run of consecutive elements is one transfer, which is refused
-/// as a whole where a part of it lies outside. Neither are the transfers checked: the result is `count` even where
-/// nothing was moved.
+/// as a whole where a part of it lies outside, and samples that lie apart move a block at a time, what lies between
+/// them going back as it was just read. Neither are the transfers checked: the result is `count` even where nothing was
+/// moved.
 /// Kept on purpose: in SampleOrdering 3 the pre-trigger count is added twice, so that a run lies that many samples
 /// later than asked for, and may run into the next channel. In SampleOrdering 5 and 6 a condition of 0 trials gives
 /// every value of a run from, or to, the same element. File-backed DataType 5 moves single bytes: `count` of them, or

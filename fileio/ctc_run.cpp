@@ -1,6 +1,9 @@
 #include "fileio/ctc_run.h"
 
+#include <algorithm>
+#include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <iostream>
 #include <memory>
 #include <new>
@@ -22,6 +25,78 @@ std::unique_ptr<Stored[]> temporary(unsigned int count) {
     return std::unique_ptr<Stored[]>(new (std::nothrow) Stored[count]);
 }
 
+// Samples that lie apart move a block at a time, with what lies between them: a transfer of its own for every sample
+// would take minutes for an hour of recording. What is between goes back as it was just read.
+constexpr std::size_t blockBytes = 65536;
+
+// How many samples from number `first` on one block can hold: those that follow each other, `stride` elements apart,
+// inside the view. 0 or 1 where a block is no use.
+unsigned int samples_in_block(const transio_struct& view, const SampleRun& run, unsigned int first) {
+    const unsigned long long start = run.element(first);
+    const std::size_t apart = std::size_t{run.stride} * view.elementSize;
+    if (apart == 0 || apart > blockBytes / 2 || start >= view.elementCount) {
+        return 0;
+    }
+    const unsigned long long inBlock = (blockBytes - view.elementSize) / apart + 1;
+    const unsigned long long inView = (view.elementCount - 1 - start) / run.stride + 1;
+    unsigned int samples = static_cast<unsigned int>(std::min({inBlock, inView, 0ULL + (run.count - first)}));
+    while (samples > 1 && run.element(first + samples - 1) != start + (samples - 1ULL) * run.stride) {
+        --samples; // addresses that wrap
+    }
+    return samples;
+}
+
+// Reads sample `first` and those after it into `block`. @return samples read; 0 where the file does not hold them.
+unsigned int read_block(const transio_struct& view, const SampleRun& run, unsigned int first, char* block) {
+    const unsigned int samples = block == nullptr ? 0 : samples_in_block(view, run, first);
+    const unsigned int elements = samples < 2 ? 0 : (samples - 1) * run.stride + 1;
+    return elements != 0 && transio_read_buffer(&view, run.element(first), elements, block) == elements ? samples : 0;
+}
+
+std::unique_ptr<char[]> new_block(const SampleRun& run) {
+    return std::unique_ptr<char[]>(run.count < 2 ? nullptr : new (std::nothrow) char[blockBytes]);
+}
+
+// take(i, bytes) gets the stored element of every sample that can be read.
+template <class Take>
+void read_spread(const transio_struct& view, const SampleRun& run, Take take) {
+    const std::unique_ptr<char[]> block = new_block(run);
+    const std::size_t apart = std::size_t{run.stride} * view.elementSize;
+    for (unsigned int i = 0; i < run.count;) {
+        const unsigned int samples = read_block(view, run, i, block.get());
+        for (unsigned int j = 0; j < samples; ++j) {
+            take(i + j, block.get() + j * apart);
+        }
+        double single = 0.0; // room for any element
+        if (samples == 0 && transio_read_buffer(&view, run.element(i), 1, &single) == 1) {
+            take(i, &single);
+        }
+        i += samples == 0 ? 1 : samples;
+    }
+}
+
+// put(i, bytes) makes the stored element of a sample.
+template <class Put>
+void write_spread(const transio_struct& view, const SampleRun& run, Put put) {
+    const std::unique_ptr<char[]> block = new_block(run);
+    const std::size_t apart = std::size_t{run.stride} * view.elementSize;
+    for (unsigned int i = 0; i < run.count;) {
+        const unsigned int samples = read_block(view, run, i, block.get());
+        if (samples == 0) {
+            double single = 0.0;
+            put(i, &single);
+            transio_write_buffer(&view, run.element(i), 1, &single);
+            ++i;
+            continue;
+        }
+        for (unsigned int j = 0; j < samples; ++j) {
+            put(i + j, block.get() + j * apart);
+        }
+        transio_write_buffer(&view, run.element(i), (samples - 1) * run.stride + 1, block.get());
+        i += samples;
+    }
+}
+
 template <class Stored>
 unsigned int get_samples(float* dest, const CTCStruct& ctc, const SampleRun& run, const Stored* holder) {
     if (ctc.FileView == nullptr) {
@@ -32,12 +107,11 @@ unsigned int get_samples(float* dest, const CTCStruct& ctc, const SampleRun& run
             }
         }
     } else if (run.stride != 1) {
-        for (unsigned int i = 0; i < run.count; ++i) {
+        read_spread(*ctc.FileView, run, [&](unsigned int i, const void* bytes) {
             Stored stored = 0;
-            if (transio_read_buffer(ctc.FileView, run.element(i), 1, &stored) == 1) {
-                dest[i] = fileio::value_of(stored, run.scale, run.offset);
-            }
-        }
+            std::memcpy(&stored, bytes, ctc.FileView->elementSize);
+            dest[i] = fileio::value_of(stored, run.scale, run.offset);
+        });
     } else {
         const std::unique_ptr<Stored[]> stored = temporary<Stored>(run.count);
         if (stored == nullptr) {
@@ -73,10 +147,10 @@ unsigned int set_samples(const float* src, const CTCStruct& ctc, const SampleRun
             }
         }
     } else if (run.stride != 1) {
-        for (unsigned int i = 0; i < run.count; ++i) {
+        write_spread(*ctc.FileView, run, [&](unsigned int i, void* bytes) {
             const Stored stored = fileio::stored_from<Stored>(src[i], run.scale, run.offset);
-            transio_write_buffer(ctc.FileView, run.element(i), 1, &stored);
-        }
+            std::memcpy(bytes, &stored, ctc.FileView->elementSize);
+        });
     } else {
         const std::unique_ptr<Stored[]> stored = temporary<Stored>(run.count);
         if (stored == nullptr) {
@@ -96,12 +170,8 @@ unsigned int get_floats(float* dest, const CTCStruct& ctc, const SampleRun& run)
         return run.count;
     }
     if (ctc.FileView != nullptr) {
-        for (unsigned int i = 0; i < run.count; ++i) {
-            float stored = 0.0f;
-            if (transio_read_buffer(ctc.FileView, run.element(i), 1, &stored) == 1) {
-                dest[i] = stored;
-            }
-        }
+        read_spread(*ctc.FileView, run,
+                    [dest](unsigned int i, const void* bytes) { std::memcpy(&dest[i], bytes, sizeof dest[i]); });
         return run.count;
     }
     const unsigned long long held = elements_held(ctc, ctc.FloatSamples);
@@ -119,9 +189,8 @@ unsigned int set_floats(const float* src, const CTCStruct& ctc, const SampleRun&
         return run.count;
     }
     if (ctc.FileView != nullptr) {
-        for (unsigned int i = 0; i < run.count; ++i) {
-            transio_write_buffer(ctc.FileView, run.element(i), 1, &src[i]);
-        }
+        write_spread(*ctc.FileView, run,
+                     [src](unsigned int i, void* bytes) { std::memcpy(bytes, &src[i], sizeof src[i]); });
         return run.count;
     }
     const unsigned long long held = elements_held(ctc, ctc.FloatSamples);

@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -555,6 +556,75 @@ TEST(GetChannelSamples, SamplesThatTheFileLostKeepWhatDestHeld) {
             // The failure does not spoil what is still there.
             EXPECT_EQ(GetChannelSamples(dest, &recording.ctc, 0, 0, 2), 2u);
             expect_same_bits(dest[1], physical(dataType, stored_value(dataType, 0, 1), 0));
+        }
+    }
+}
+
+// Interleaved runs move a block at a time: runs longer than several blocks, one sample to a block, and samples too far
+// apart for one.
+TEST(ChannelSamples, LongInterleavedRunsAreThoseOfTheirChannelAlone) {
+    struct Case {
+        unsigned int channels;
+        unsigned int samples;
+    };
+    for (const Case& size : {Case{2, 70000}, Case{5, 20000}, Case{300, 700}, Case{9000, 9}, Case{17000, 5}}) {
+        for (const unsigned int dataType : {1u, 3u, 4u}) {
+            SCOPED_TRACE(std::to_string(size.channels) + " channels, type " + std::to_string(dataType));
+            CtcHeader header;
+            header.dataType = dataType;
+            header.sampleOrdering = 2;
+            header.nrOfChannels = size.channels;
+            header.nrOfSamples = size.samples;
+            header.offsets.assign(size.channels, 0.0f);
+            header.scales.assign(size.channels, 1.0f);
+            const auto value_of = [&](unsigned int c, unsigned int s) {
+                return static_cast<double>((c * 7 + s * 13) % 101) - 50.0;
+            };
+            Bytes bytes;
+            for (unsigned int s = 0; s < size.samples; ++s) {
+                for (unsigned int c = 0; c < size.channels; ++c) {
+                    append_stored(bytes, dataType, value_of(c, s));
+                }
+            }
+            std::string expected = bytes.str();
+            Recording recording(header, expected, true);
+            for (const unsigned int c : std::set<unsigned int>{0, size.channels / 2, size.channels - 1}) {
+                const unsigned int first = c == 0 ? 0 : 3;
+                const unsigned int count = size.samples - first - (c == 0 ? 1 : 0);
+                std::vector<float> dest(count + 1, untouched);
+                ASSERT_EQ(GetChannelSamples(dest.data(), &recording.ctc, c, first, count), count);
+                for (unsigned int i = 0; i < count; ++i) {
+                    ASSERT_EQ(dest[i], static_cast<float>(value_of(c, first + i))) << c << ' ' << i;
+                    dest[i] = static_cast<float>((i * 3 + c) % 90);
+                    Bytes stored;
+                    append_stored(stored, dataType, static_cast<double>(dest[i]));
+                    const std::size_t element = std::size_t{first + i} * size.channels + c;
+                    expected.replace(element * element_size(dataType), element_size(dataType), stored.str());
+                }
+                EXPECT_EQ(dest[count], untouched);
+                ASSERT_EQ(SetChannelSamples(dest.data(), &recording.ctc, c, first, count), count);
+            }
+            EXPECT_TRUE(recording.data() == expected);
+        }
+    }
+}
+
+TEST(ChannelSamples, AnInterleavedRunThatTheFileLostHalfOfIsMovedAsFarAsItGoes) {
+    CtcHeader header;
+    header.sampleOrdering = 2;
+    header.nrOfChannels = 40;
+    header.nrOfSamples = 3000; // 480,000 bytes
+    const std::string data(480000, '\x11');
+    float there = 0.0f;
+    std::memcpy(&there, data.data(), sizeof there);
+    Recording recording(header, data, true);
+    const std::size_t left = 1700 * 160 + 8; // sample 1700 of channels 0 and 1 is the last
+    std::filesystem::resize_file(recording.path, recording.header.size() + left);
+    for (const unsigned int channel : {1u, 2u}) {
+        std::vector<float> dest(3000, untouched);
+        EXPECT_EQ(GetChannelSamples(dest.data(), &recording.ctc, channel, 0, 3000), 3000u);
+        for (unsigned int s = 0; s < 3000; ++s) {
+            ASSERT_EQ(dest[s], s < 1700 + (channel == 1 ? 1u : 0u) ? there : untouched) << channel << ' ' << s;
         }
     }
 }
