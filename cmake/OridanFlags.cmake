@@ -27,3 +27,15 @@ function(oridan_folder name)
   target_compile_options(oridan_${name} PRIVATE -fno-semantic-interposition)
   set_target_properties(oridan_${name} PROPERTIES POSITION_INDEPENDENT_CODE ON)
 endfunction()
+
+# Sources that are compiled for one instruction set, chosen when they are first used (numerics/cpu.h). They hold builtins
+# and functions of their own only: nothing that the linker could share with code for other processors.
+if(CMAKE_SYSTEM_PROCESSOR MATCHES "x86_64|AMD64")
+  set(ORIDAN_X86_KERNELS ON)
+  target_compile_definitions(oridan_flags INTERFACE ORIDAN_X86_KERNELS)
+endif()
+set(oridan_avx2_options -mavx2 -mfma -mbmi -mbmi2 -fno-math-errno)
+set(oridan_avx512_options ${oridan_avx2_options} -mavx512f -mavx512dq -mavx512bw -mavx512vl -mprefer-vector-width=512)
+function(oridan_kernels set)
+  set_source_files_properties(${ARGN} PROPERTIES COMPILE_OPTIONS "${oridan_${set}_options}")
+endfunction()

@@ -33,7 +33,7 @@ for kind in "gradient 1 1" "gradient 1 2" "heartbeat 1 1" "gradient 3 1" "gradie
   if [ "$artifact" = gradient ]; then window=(--pre 0 --post 63); else window=(--pre 100 --post 600); fi
   for build in "${builds[@]}"; do
     "$out/$build/workbench/workbench" run "$out/$build/OridanArtifactRemoval.so" --data "$name.ctc" \
-      --protocol "$name.prt" --condition 1 "${window[@]}" --segment 15 --components 3 --product plain --quiet \
+      --protocol "$name.prt" --condition 1 "${window[@]}" --segment 15 --components 3 --product fixed --quiet \
       --as-is -o "$name.$build.ctc" 2>/dev/null
   done
   for build in "${builds[@]:1}"; do

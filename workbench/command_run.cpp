@@ -44,7 +44,7 @@ struct RunOptions {
     std::string condition;
     RunSettings settings; // the condition is looked up in the protocol
     std::string output;
-    std::string product = "blas";
+    std::string product = "fixed";
     bool overwrite = false;
     bool quiet = false;
     bool verbose = false;
@@ -184,7 +184,7 @@ std::string execute_module(const RunOptions& options, const RunSettings& setting
     LogPane log(verbosity, isatty(STDOUT_FILENO) == 1);
     HostState state{log, {recordingLink, protocolLink, settings, can_ask()}, std::nullopt, false};
     set_host_state(&state);
-    use_product(options.product == "plain" ? Product::plain : Product::blas);
+    use_product(options.product == "blas" ? Product::blas : Product::fixedOrder);
 
     const std::unique_ptr<NivoraPluginInterface> plugin(module.createPlugin());
     const bool initialised = plugin->initPlugin();
@@ -280,8 +280,10 @@ void add_run_command(CLI::App& app) {
     add_number("--components", options->settings.components, "principal components to remove, 1 to --segment");
     command->add_option("-o,--output", options->output,
                         "cleaned recording (default: the recording's name with _OBS.ctc)");
-    command->add_option("--product", options->product, "matrix product: blas, or plain for the same bits everywhere")
-        ->check(CLI::IsMember({"blas", "plain"}));
+    command
+        ->add_option("--product", options->product,
+                     "matrix product: fixed, the same bits everywhere (default), or the installed blas")
+        ->check(CLI::IsMember({"fixed", "blas"}));
     command->add_flag("--as-is", options->settings.asIs,
                       "run even where the recording's data type makes the module misplace or spoil the cleaned epochs "
                       "(16- and 8-bit samples channel by channel, scaled floats); ctc convert avoids it");

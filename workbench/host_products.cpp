@@ -2,38 +2,13 @@
 
 #include <cblas.h>
 
-#include <algorithm>
-#include <cstddef>
+#include "workbench/fixed_order_product.h"
 
 namespace {
 
-bool usePlain = false;
+using workbench::Product;
 
-// Element (row, column) of a matrix with the given number of columns, or of its transpose.
-template <class T>
-T element(const T* a, int rows, int columns, int row, int column, bool transposed) {
-    const auto at =
-        transposed
-            ? static_cast<std::size_t>(column) * static_cast<std::size_t>(rows) + static_cast<std::size_t>(row)
-            : static_cast<std::size_t>(row) * static_cast<std::size_t>(columns) + static_cast<std::size_t>(column);
-    return a[at];
-}
-
-// The definition: every sum in double, its index ascending.
-template <class T>
-void plain_product(const T* a, const T* b, T* c, int m, int n, int k, bool transA, bool transB) {
-    for (int i = 0; i < m; ++i) {
-        for (int j = 0; j < n; ++j) {
-            double sum = 0.0;
-            for (int l = 0; l < k; ++l) {
-                sum += static_cast<double>(element(a, m, k, i, l, transA)) *
-                       static_cast<double>(element(b, k, n, l, j, transB));
-            }
-            c[static_cast<std::size_t>(i) * static_cast<std::size_t>(n) + static_cast<std::size_t>(j)] =
-                static_cast<T>(sum);
-        }
-    }
-}
+Product chosen = Product::fixedOrder;
 
 void gemm(CBLAS_TRANSPOSE ta, CBLAS_TRANSPOSE tb, int m, int n, int k, const float* a, int lda, const float* b, int ldb,
           float* c) {
@@ -47,13 +22,8 @@ void gemm(CBLAS_TRANSPOSE ta, CBLAS_TRANSPOSE tb, int m, int n, int k, const dou
 
 template <class T>
 void product(const T* a, const T* b, T* c, int m, int n, int k, bool transA, bool transB) {
-    if (m <= 0 || n <= 0) {
-        return;
-    }
-    if (k <= 0) {
-        std::fill_n(c, static_cast<std::size_t>(m) * static_cast<std::size_t>(n), T{});
-    } else if (usePlain) {
-        plain_product(a, b, c, m, n, k, transA, transB);
+    if (chosen == Product::fixedOrder || m <= 0 || n <= 0 || k <= 0) {
+        workbench::fixed_order_product(a, b, c, m, n, k, transA, transB);
     } else {
         gemm(transA ? CblasTrans : CblasNoTrans, transB ? CblasTrans : CblasNoTrans, m, n, k, a, transA ? m : k, b,
              transB ? k : n, c);
@@ -65,7 +35,7 @@ void product(const T* a, const T* b, T* c, int m, int n, int k, bool transA, boo
 namespace workbench {
 
 void use_product(Product product) {
-    usePlain = product == Product::plain;
+    chosen = product;
     openblas_set_num_threads(1); // so that results do not depend on the number of cores
 }
 

@@ -4,8 +4,8 @@
 namespace workbench {
 
 enum class Product {
-    blas, ///< the installed BLAS on one thread: fast, the last bits depend on the processor
-    plain ///< a double loop in fixed order: the same bits on every machine
+    fixedOrder, ///< every sum in one order: the same bits on every machine
+    blas        ///< the installed BLAS on one thread: the last bits depend on the processor
 };
 
 void use_product(Product product);

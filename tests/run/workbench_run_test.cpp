@@ -146,9 +146,9 @@ TEST_F(WorkbenchRun, OutputNameNamesBothResults) {
 }
 
 TEST_F(WorkbenchRun, BothProductsClean) {
-    EXPECT_EQ(run({"--product", "plain", "-o", "plain.ctc"}).status, 0);
+    EXPECT_EQ(run({"--product", "fixed", "-o", "fixed.ctc"}).status, 0);
     EXPECT_EQ(run({"--product", "blas", "-o", "blas.ctc"}).status, 0);
-    const std::string plain = read_file("plain.ctc");
+    const std::string plain = read_file("fixed.ctc");
     const std::string blas = read_file("blas.ctc");
     ASSERT_EQ(plain.size(), blas.size());
     EXPECT_NE(plain, read_file("rec.ctc"));

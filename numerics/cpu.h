@@ -1,0 +1,22 @@
+#pragma once
+
+/// @file
+/// Which of the processor's vector instructions the routines use. Not exported.
+///
+/// Every variant of a routine gives the same bits; the choice is only about speed. It is made on first use, not when
+/// the module is loaded. The environment variable ORIDAN_INSTRUCTION_SET (baseline, avx2, avx512), read once, lowers
+/// it.
+namespace numerics {
+
+enum class InstructionSet {
+    baseline, ///< what every x86-64 processor has
+    avx2,     ///< AVX2 and FMA
+    avx512    ///< AVX-512 F, DQ, BW and VL
+};
+
+/// The best that the processor and the system offer and the environment allows.
+InstructionSet instruction_set();
+
+const char* name_of(InstructionSet set);
+
+} // namespace numerics
