@@ -2,61 +2,44 @@
 
 #include <algorithm>
 #include <bit>
-#include <cmath>
 #include <cstdint>
 
-#include "fileio/ctc_channel.h"
 #include "numerics/arrays.h"
 #include "numerics/dense.h"
 #include "numerics/eigen.h"
 #include "numerics/inverse.h"
+#include "numerics/row_products.h"
+#include "obs/segment_samples.h"
 #include "plugin/host_binding.h"
-#include "stats/moments.h"
 
 namespace {
 
 using obs::FitSettings;
 using obs::FitWorkspace;
+using obs::window_is_valid;
 
 // Which of two NaNs a sum hands on depends on the order in which a compiler puts the operands. All are written as the
 // one that the processor makes of an invalid operation, so that every build writes the same bytes.
 constexpr float invalidOperation = std::bit_cast<float>(0xFFC00000U);
 
-// A window that ends exactly at the recording's length is valid here and refused by the sample access, which needs
-// one sample more: its row repeats the epoch read before it, and nothing is written. Kept on purpose.
-bool window_is_valid(const FitSettings& s, const CTCStruct* ctc, int trigger) {
-    const std::int64_t t = trigger;
-    return t - s.preS >= 0 && t + s.postS <= static_cast<std::int64_t>(ctc->NrOfSamples);
-}
-
-unsigned int first_sample(const FitSettings& s, int trigger) {
-    return static_cast<unsigned int>(std::int64_t{trigger} - s.preS);
-}
-
-void gather_epochs(const FitSettings& s, FitWorkspace& ws, float* x, CTCStruct* ctc, unsigned int channel,
-                   std::int64_t segStart) {
+// The triggers of a segment's occurrences. The last segment borrows from the one before it, which exists because there
+// are at least N triggers. @return how many are the segment's own.
+int gather_triggers(const FitSettings& s, FitWorkspace& ws, std::int64_t segStart) {
     for (int k = 0; k < s.N; ++k) {
-        // The last segment borrows from the one before it, which exists because there are at least N triggers.
         const std::int64_t occurrence = segStart + k < s.nTrials ? segStart + k : segStart - s.N + k;
-        const int t = s.trig[occurrence];
-        if (window_is_valid(s, ctc, t)) {
-            GetChannelSamples(x, ctc, channel, first_sample(s, t), static_cast<unsigned int>(s.L));
-            std::copy_n(x, s.L, ws.E[k]);
-        } else {
-            std::fill_n(ws.E[k], s.L, 0.0f);
-        }
+        ws.triggers[k] = s.trig[occurrence];
     }
+    return static_cast<int>(std::min<std::int64_t>(s.N, s.nTrials - segStart));
 }
 
 void remove_means(const FitSettings& s, FitWorkspace& ws) {
+    numerics::row_sums(ws.E, s.N, s.L, ws.means);
     for (int k = 0; k < s.N; ++k) {
-        float ave = 0.0f;
-        float variance = 0.0f;
-        avevar(ws.E[k] - 1, static_cast<unsigned long>(s.L), &ave, &variance);
+        const float mean = ws.means[k] / static_cast<float>(s.L);
+        ws.means[k] = mean;
         for (int j = 0; j < s.L; ++j) {
-            ws.E[k][j] -= ave;
+            ws.E[k][j] -= mean;
         }
-        ws.means[k] = ave;
     }
 }
 
@@ -86,32 +69,43 @@ void build_basis(const FitSettings& s, FitWorkspace& ws) {
     copy_matrix(ws.V, ws.V0, s.N, s.N, 3);
     matrix_transpose(ws.V0, ws.Vt, s.N, s.N);
     matrix_matrix_mult(ws.Vt, ws.E, ws.C, s.P, s.N, s.L);
-    matrix_transpose(ws.C, ws.Ct, s.P, s.L);
-    matrix_matrix_mult(ws.C, ws.Ct, ws.S, s.P, s.L, s.P);
+    numerics::row_products(ws.C, s.P, ws.C, s.P, s.L, ws.S);
     getInverseMatrixUsingSVD(ws.S, ws.Sinv, s.P, true);
 }
 
-void subtract_and_write(const FitSettings& s, FitWorkspace& ws, float* x, CTCStruct* ctc, unsigned int channel,
-                        std::int64_t segStart) {
-    for (int k = 0; k < s.N && segStart + k < s.nTrials; ++k) {
-        const int t = s.trig[segStart + k];
-        if (!window_is_valid(s, ctc, t)) {
-            continue;
-        }
-        std::copy_n(ws.E[k], s.L, x);
-        matrix_vector_mult(ws.C, x, ws.y, s.P, s.L);
-        matrix_vector_mult(ws.Sinv, ws.y, ws.w, s.P, s.P);
-        for (int p = 0; p < s.P; ++p) { // every sample sees its components in ascending order
-            for (int j = 0; j < s.L; ++j) {
-                x[j] -= ws.w[p] * ws.C[p][j];
+// x = e minus the fit, every sample seeing its components in ascending order, plus the mean.
+void subtract_fit(const FitSettings& s, const FitWorkspace& ws, const float* e, const float* weights, float mean,
+                  float* x) {
+    constexpr int stretch = 1024; // samples that stay in the cache over all components
+    for (int from = 0; from < s.L; from += stretch) {
+        const int to = std::min(s.L, from + stretch);
+        std::copy(e + from, e + to, x + from);
+        for (int p = 0; p < s.P; ++p) {
+            const float weight = weights[p];
+            const float* component = ws.C[p];
+            for (int j = from; j < to; ++j) {
+                x[j] -= weight * component[j];
             }
         }
-        for (int j = 0; j < s.L; ++j) {
-            x[j] += ws.means[k];
-            x[j] = std::isnan(x[j]) ? invalidOperation : x[j];
+        for (int j = from; j < to; ++j) {
+            x[j] += mean;
+            x[j] = x[j] == x[j] ? x[j] : invalidOperation;
         }
-        SetChannelSamples(x, ctc, channel, first_sample(s, t), static_cast<unsigned int>(s.L));
     }
+}
+
+void subtract_and_write(const FitSettings& s, FitWorkspace& ws, float* x, CTCStruct* ctc, unsigned int channel,
+                        int own) {
+    numerics::row_products(ws.E, own, ws.C, s.P, s.L, ws.Y);
+    for (int k = 0; k < own; ++k) {
+        if (!window_is_valid(s, *ctc, ws.triggers[k])) {
+            continue;
+        }
+        matrix_vector_mult(ws.Sinv, ws.Y[k], ws.w, s.P, s.P);
+        subtract_fit(s, ws, ws.E[k], ws.w, ws.means[k], x);
+        ws.samples->put_back(s, ctc, channel, k, ws.triggers[k], x);
+    }
+    ws.samples->write(ctc, channel);
 }
 
 double* zeroed_doubles(long count) {
@@ -132,7 +126,6 @@ FitWorkspace make_fit_workspace(int N, int L) {
     ws.L = L;
     ws.E = matrix(0, n - 1, 0, l - 1);
     ws.C = matrix(0, n - 1, 0, l - 1);
-    ws.Ct = matrix(0, l - 1, 0, n - 1);
     ws.Ed = zeroed_doubles(n * l);
     ws.G = zeroed_doubles(n * n);
     ws.means = fvector(0, n - 1);
@@ -143,16 +136,20 @@ FitWorkspace make_fit_workspace(int N, int L) {
     ws.Vt = matrix(0, n - 1, 0, n - 1);
     ws.S = matrix(0, n - 1, 0, n - 1);
     ws.Sinv = matrix(0, n - 1, 0, n - 1);
-    ws.y = fvector(0, n - 1);
+    ws.Y = matrix(0, n - 1, 0, n - 1);
     ws.w = fvector(0, n - 1);
+    ws.triggers = ivector(0, n - 1);
+    ws.samples = new SegmentSamples(N, L);
     return ws;
 }
 
 void free_fit_workspace(FitWorkspace& ws) {
     const long n = ws.N;
     const long l = ws.L;
+    delete ws.samples;
+    free_ivector(ws.triggers, 0, n - 1);
     free_fvector(ws.w, 0, n - 1);
-    free_fvector(ws.y, 0, n - 1);
+    free_matrix(ws.Y, 0, n - 1, 0, n - 1);
     free_matrix(ws.Sinv, 0, n - 1, 0, n - 1);
     free_matrix(ws.S, 0, n - 1, 0, n - 1);
     free_matrix(ws.Vt, 0, n - 1, 0, n - 1);
@@ -163,7 +160,6 @@ void free_fit_workspace(FitWorkspace& ws) {
     free_fvector(ws.means, 0, n - 1);
     free_dvector(ws.G, 0, n * n - 1);
     free_dvector(ws.Ed, 0, n * l - 1);
-    free_matrix(ws.Ct, 0, l - 1, 0, n - 1);
     free_matrix(ws.C, 0, n - 1, 0, l - 1);
     free_matrix(ws.E, 0, n - 1, 0, l - 1);
     ws = FitWorkspace{};
@@ -171,11 +167,12 @@ void free_fit_workspace(FitWorkspace& ws) {
 
 void fit_segment(const FitSettings& s, FitWorkspace& ws, float* x, CTCStruct* ctc, unsigned int channel, int segment) {
     const std::int64_t segStart = std::int64_t{segment} * s.N;
-    gather_epochs(s, ws, x, ctc, channel, segStart);
+    const int own = gather_triggers(s, ws, segStart);
+    ws.samples->read(s, ctc, channel, ws.triggers, own, ws.E, x);
     remove_means(s, ws);
     form_covariance(s, ws);
     build_basis(s, ws);
-    subtract_and_write(s, ws, x, ctc, channel, segStart);
+    subtract_and_write(s, ws, x, ctc, channel, own);
 }
 
 } // namespace obs

@@ -22,21 +22,22 @@ struct FitSettings {
 struct FitWorkspace {
     int N;
     int L;
-    float** E;    ///< [0..N-1][0..L-1] epochs, one per row, their means removed
-    float** C;    ///< [0..N-1][0..L-1] basis in rows 0..P-1
-    float** Ct;   ///< [0..L-1][0..N-1] transpose of C
-    double* Ed;   ///< [0..N*L-1] E widened, row-major
-    double* G;    ///< [0..N*N-1] Gram matrix Ed Ed^T, row-major
-    float* means; ///< [0..N-1] epoch means
-    float** K;    ///< [1..N][1..N] covariance between epochs
-    float** V;    ///< [1..N][1..N] eigenvectors in columns
-    float* d;     ///< [1..N] eigenvalues
-    float** V0;   ///< [0..N-1][0..N-1] V from index 0
-    float** Vt;   ///< [0..N-1][0..N-1] row j is the eigenvector of the j-th largest eigenvalue
-    float** S;    ///< [0..N-1][0..N-1] normal matrix C C^T in the first P rows and columns
-    float** Sinv; ///< [0..N-1][0..N-1] its inverse
-    float* y;     ///< [0..N-1] projections
-    float* w;     ///< [0..N-1] coefficients
+    float** E;     ///< [0..N-1][0..L-1] epochs, one per row, their means removed
+    float** C;     ///< [0..N-1][0..L-1] basis in rows 0..P-1
+    double* Ed;    ///< [0..N*L-1] E widened, row-major
+    double* G;     ///< [0..N*N-1] Gram matrix Ed Ed^T, row-major
+    float* means;  ///< [0..N-1] epoch means
+    float** K;     ///< [1..N][1..N] covariance between epochs
+    float** V;     ///< [1..N][1..N] eigenvectors in columns
+    float* d;      ///< [1..N] eigenvalues
+    float** V0;    ///< [0..N-1][0..N-1] V from index 0
+    float** Vt;    ///< [0..N-1][0..N-1] row j is the eigenvector of the j-th largest eigenvalue
+    float** S;     ///< [0..N-1][0..N-1] normal matrix C C^T in the first P rows and columns
+    float** Sinv;  ///< [0..N-1][0..N-1] its inverse
+    float** Y;     ///< [0..N-1][0..N-1] row k: projections of epoch k on the components
+    float* w;      ///< [0..N-1] coefficients
+    int* triggers; ///< [0..N-1] of the segment's occurrences
+    class SegmentSamples* samples;
 };
 
 /// Fatal: a failed allocation ends the process through nrerror.
