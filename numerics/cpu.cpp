@@ -1,5 +1,6 @@
 #include "numerics/cpu.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <initializer_list>
@@ -61,10 +62,9 @@ InstructionSet offered() {
 
 #endif
 
-InstructionSet allowed() {
-    const char* name = std::getenv("ORIDAN_INSTRUCTION_SET");
+InstructionSet allowed(const char* limit) {
     for (const InstructionSet set : {InstructionSet::baseline, InstructionSet::avx2}) {
-        if (name != nullptr && std::strcmp(name, numerics::name_of(set)) == 0) {
+        if (limit != nullptr && std::strcmp(limit, numerics::name_of(set)) == 0) {
             return set;
         }
     }
@@ -76,8 +76,12 @@ InstructionSet allowed() {
 namespace numerics {
 
 InstructionSet instruction_set() {
-    static const InstructionSet chosen = allowed() < offered() ? allowed() : offered();
+    static const InstructionSet chosen = instruction_set_within(std::getenv("ORIDAN_INSTRUCTION_SET"));
     return chosen;
+}
+
+InstructionSet instruction_set_within(const char* limit) {
+    return std::min(allowed(limit), offered());
 }
 
 const char* name_of(InstructionSet set) {

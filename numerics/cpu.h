@@ -17,6 +17,9 @@ enum class InstructionSet {
 /// The best that the processor and the system offer and the environment allows.
 InstructionSet instruction_set();
 
+/// What instruction_set() chooses where the environment variable has this value; null: it is not set.
+InstructionSet instruction_set_within(const char* limit);
+
 const char* name_of(InstructionSet set);
 
 } // namespace numerics

@@ -3,6 +3,8 @@
 #include <cmath>
 
 #include "numerics/arrays.h"
+#include "numerics/cpu.h"
+#include "numerics/x86/jacobi_kernels.h"
 
 namespace {
 
@@ -32,9 +34,7 @@ float rotation_tangent(float element, float h, float g) {
     return theta < 0.0f ? -t : t;
 }
 
-} // namespace
-
-int jacobi(float** a, int n, float* d, float** v, int* nrot) {
+int plain_jacobi(float** a, int n, float* d, float** v, int* nrot) {
     for (int p = 1; p <= n; ++p) {
         for (int q = 1; q <= n; ++q) {
             v[p][q] = 0.0f;
@@ -108,6 +108,43 @@ int jacobi(float** a, int n, float* d, float** v, int* nrot) {
     free_fvector(z, 1, n);
     free_fvector(b, 1, n);
     return converged;
+}
+
+using Jacobi = int (*)(float** a, int n, float* d, float** v, int* nrot);
+
+Jacobi best_jacobi() {
+#ifdef ORIDAN_X86_KERNELS
+    switch (numerics::instruction_set()) {
+    case numerics::InstructionSet::avx512:
+        return kernels::jacobi_avx512;
+    case numerics::InstructionSet::avx2:
+        return kernels::jacobi_avx2;
+    default:
+        break;
+    }
+#endif
+    return plain_jacobi;
+}
+
+// Below this order the vectors have too little to hold: the plain loop is faster.
+constexpr int smallestForVectors = 11;
+
+} // namespace
+
+namespace kernels {
+
+float* workspace(long floats) {
+    return fvector(0, floats - 1);
+}
+void free_workspace(float* storage, long floats) {
+    free_fvector(storage, 0, floats - 1);
+}
+
+} // namespace kernels
+
+int jacobi(float** a, int n, float* d, float** v, int* nrot) {
+    static const Jacobi best = best_jacobi();
+    return (n < smallestForVectors ? plain_jacobi : best)(a, n, d, v, nrot);
 }
 
 void eigsrt(float* d, float** v, int n) {

@@ -6,23 +6,9 @@
 #include <fstream>
 #include <string>
 
-#include "tests/support/child_process.h"
-
 using numerics::InstructionSet;
 
 namespace {
-
-// The choice that a fresh process makes with this value of the variable.
-InstructionSet chosen_with(const char* value) {
-    return static_cast<InstructionSet>(support::in_child([value] {
-        if (value == nullptr) {
-            unsetenv("ORIDAN_INSTRUCTION_SET");
-        } else {
-            setenv("ORIDAN_INSTRUCTION_SET", value, 1);
-        }
-        return static_cast<int>(numerics::instruction_set());
-    }));
-}
 
 // What the system says of its processor.
 bool system_lists(const std::string& flag) {
@@ -37,7 +23,6 @@ bool system_lists(const std::string& flag) {
 
 } // namespace
 
-// No test of this program may ask for the instruction set before the children do.
 TEST(InstructionSetOf, IsWhatTheSystemListsForTheProcessor) {
     const bool avx2 = system_lists("avx2") && system_lists("fma") && system_lists("bmi2");
     const bool avx512 = avx2 && system_lists("avx512f") && system_lists("avx512dq") && system_lists("avx512bw") &&
@@ -45,15 +30,21 @@ TEST(InstructionSetOf, IsWhatTheSystemListsForTheProcessor) {
     const InstructionSet expected = avx512 ? InstructionSet::avx512
                                     : avx2 ? InstructionSet::avx2
                                            : InstructionSet::baseline;
-    EXPECT_EQ(chosen_with(nullptr), expected);
+    EXPECT_EQ(numerics::instruction_set_within(nullptr), expected);
 }
 
 TEST(InstructionSetOf, TheEnvironmentLowersItAndNeverRaisesIt) {
-    const InstructionSet best = chosen_with(nullptr);
-    EXPECT_EQ(chosen_with("baseline"), InstructionSet::baseline);
-    EXPECT_EQ(chosen_with("avx2"), best < InstructionSet::avx2 ? best : InstructionSet::avx2);
-    EXPECT_EQ(chosen_with("avx512"), best);
-    EXPECT_EQ(chosen_with("anything else"), best);
+    const InstructionSet best = numerics::instruction_set_within(nullptr);
+    EXPECT_EQ(numerics::instruction_set_within("baseline"), InstructionSet::baseline);
+    EXPECT_EQ(numerics::instruction_set_within("avx2"), best < InstructionSet::avx2 ? best : InstructionSet::avx2);
+    EXPECT_EQ(numerics::instruction_set_within("avx512"), best);
+    EXPECT_EQ(numerics::instruction_set_within("anything else"), best);
+}
+
+TEST(InstructionSetOf, StaysWhatItWasOnFirstUse) {
+    const InstructionSet first = numerics::instruction_set();
+    EXPECT_EQ(numerics::instruction_set(), first);
+    EXPECT_EQ(first, numerics::instruction_set_within(std::getenv("ORIDAN_INSTRUCTION_SET")));
 }
 
 TEST(InstructionSetOf, HasAName) {
