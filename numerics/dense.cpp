@@ -1,19 +1,44 @@
 #include "numerics/dense.h"
 
+#include <algorithm>
+
+#include "numerics/row_products.h"
+
 // The order of every sum below is part of the interface: results are compared bit for bit.
 // An inner count of 0 or less writes nothing either, not zeros.
+
+namespace {
+
+// `Columns` elements of one row of a product, from column `from` on, their sums side by side.
+template <int Columns>
+void product_row(const float* a, const float* const* b, int n, int from, float* c) {
+    float sums[Columns] = {};
+    for (int k = 0; k < n; ++k) {
+        const float factor = a[k];
+        const float* row = b[k] + from;
+        for (int j = 0; j < Columns; ++j) {
+            sums[j] += factor * row[j];
+        }
+    }
+    std::copy_n(sums, Columns, c + from);
+}
+
+} // namespace
 
 void matrix_matrix_mult(float** a, float** b, float** c, int m, int n, int p) {
     if (n <= 0) {
         return;
     }
     for (int i = 0; i < m; ++i) {
-        for (int j = 0; j < p; ++j) {
-            float sum = 0.0f;
-            for (int k = 0; k < n; ++k) {
-                sum += a[i][k] * b[k][j];
-            }
-            c[i][j] = sum;
+        int j = 0;
+        for (; j + 32 <= p; j += 32) {
+            product_row<32>(a[i], b, n, j, c[i]);
+        }
+        for (; j + 4 <= p; j += 4) {
+            product_row<4>(a[i], b, n, j, c[i]);
+        }
+        for (; j < p; ++j) {
+            product_row<1>(a[i], b, n, j, c[i]);
         }
     }
 }
@@ -37,23 +62,7 @@ void matrix_matrix_mult_block(float** a, float** b, float** c, int nblocks, int 
 }
 
 void transposematrix_matrix_mult(float** a, float** c, int n, int m) {
-    if (m <= 0) {
-        return;
-    }
-    for (int i = 0; i < n; ++i) {
-        for (int j = 0; j <= i; ++j) {
-            float sum = 0.0f;
-            for (int k = 0; k < m; ++k) {
-                sum += a[i][k] * a[j][k];
-            }
-            c[i][j] = sum;
-        }
-    }
-    for (int i = 0; i < n; ++i) {
-        for (int j = 0; j < i; ++j) {
-            c[j][i] = c[i][j];
-        }
-    }
+    numerics::row_products(a, n, a, n, m, c);
 }
 
 // Stands where a general product with transpose flags was expected: b, n and the flags are accepted, not used.
@@ -65,11 +74,19 @@ void matrix_vector_mult(float** a, float* x, float* y, int m, int n) {
     if (n <= 0) {
         return;
     }
-    for (int i = 0; i < m; ++i) {
-        y[i] = 0.0f;
+    int i = 0;
+    for (; i + 8 <= m; i += 8) {
+        float sums[8] = {};
         for (int k = 0; k < n; ++k) {
-            y[i] += a[i][k] * x[k];
+#pragma GCC unroll 8
+            for (int r = 0; r < 8; ++r) {
+                sums[r] += a[i + r][k] * x[k];
+            }
         }
+        std::copy_n(sums, 8, y + i);
+    }
+    for (; i < m; ++i) {
+        y[i] = vector_vector_mult(a[i], x, n);
     }
 }
 
