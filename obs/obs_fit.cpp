@@ -10,6 +10,7 @@
 #include "numerics/inverse.h"
 #include "numerics/row_products.h"
 #include "obs/segment_samples.h"
+#include "obs/step_timer.h"
 #include "plugin/host_binding.h"
 
 namespace {
@@ -33,6 +34,7 @@ int gather_triggers(const FitSettings& s, FitWorkspace& ws, std::int64_t segStar
 }
 
 void remove_means(const FitSettings& s, FitWorkspace& ws) {
+    ORIDAN_STEP(mean);
     numerics::row_sums(ws.E, s.N, s.L, ws.means);
     for (int k = 0; k < s.N; ++k) {
         const float mean = ws.means[k] / static_cast<float>(s.L);
@@ -45,6 +47,7 @@ void remove_means(const FitSettings& s, FitWorkspace& ws) {
 
 // Covariance between epochs, taken over time. The divisor is L, not L - 1: kept, the bits of the result depend on it.
 void form_covariance(const FitSettings& s, FitWorkspace& ws) {
+    ORIDAN_STEP(Gram);
     const std::size_t n = static_cast<std::size_t>(s.N);
     const std::size_t l = static_cast<std::size_t>(s.L);
     for (std::size_t k = 0; k < n; ++k) {
@@ -63,13 +66,18 @@ void form_covariance(const FitSettings& s, FitWorkspace& ws) {
 // The first P component waveforms in the rows of C, and the inverse of their normal matrix. Whether the
 // eigen-decomposition converged is not looked at: the segment goes on with what the last sweep left.
 void build_basis(const FitSettings& s, FitWorkspace& ws) {
-    int nrot = 0;
-    jacobi(ws.K, s.N, ws.d, ws.V, &nrot);
-    eigsrt(ws.d, ws.V, s.N);
+    ORIDAN_STEP(basis);
+    {
+        ORIDAN_STEP(eigen);
+        int nrot = 0;
+        jacobi(ws.K, s.N, ws.d, ws.V, &nrot);
+        eigsrt(ws.d, ws.V, s.N);
+    }
     copy_matrix(ws.V, ws.V0, s.N, s.N, 3);
     matrix_transpose(ws.V0, ws.Vt, s.N, s.N);
     matrix_matrix_mult(ws.Vt, ws.E, ws.C, s.P, s.N, s.L);
     numerics::row_products(ws.C, s.P, ws.C, s.P, s.L, ws.S);
+    ORIDAN_STEP(inverse);
     getInverseMatrixUsingSVD(ws.S, ws.Sinv, s.P, true);
 }
 
@@ -96,6 +104,7 @@ void subtract_fit(const FitSettings& s, const FitWorkspace& ws, const float* e, 
 
 void subtract_and_write(const FitSettings& s, FitWorkspace& ws, float* x, CTCStruct* ctc, unsigned int channel,
                         int own) {
+    ORIDAN_STEP(fit);
     numerics::row_products(ws.E, own, ws.C, s.P, s.L, ws.Y);
     for (int k = 0; k < own; ++k) {
         if (!window_is_valid(s, *ctc, ws.triggers[k])) {

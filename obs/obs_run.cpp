@@ -18,6 +18,7 @@
 #include "numerics/truncation.h"
 #include "obs/obs_fit.h"
 #include "obs/run_texts.h"
+#include "obs/step_timer.h"
 #include "obs/user_interface.h"
 #include "plugin/host_binding.h"
 #include "plugin/host_records.h"
@@ -63,6 +64,7 @@ bool can_be_opened_for_writing(const std::string& path) {
 // Copies the recording. A failed open or copy is left to the reader of the copy to notice.
 // Returns false, with nothing touched, where both names are the same file.
 bool copy_recording(const std::string& inputPath, const std::string& outputPath) {
+    ORIDAN_STEP(copy);
     std::error_code error;
     if (std::filesystem::equivalent(inputPath, outputPath, error)) {
         return false;
@@ -187,6 +189,7 @@ struct RunStorage {
 void clean_channels(RunStorage& run, const FitSettings& settings, int nSeg) {
     const int nChannels = static_cast<int>(run.ctc.NrOfChannels);
     for (unsigned int channel = 0; channel < run.ctc.NrOfChannels; ++channel) {
+        ORIDAN_STEP(log);
         log_line("");
         log_line("");
         for (int segment = 0; segment < nSeg; ++segment) {

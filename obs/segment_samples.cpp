@@ -4,6 +4,7 @@
 
 #include "fileio/ctc_channel.h"
 #include "numerics/arrays.h"
+#include "obs/step_timer.h"
 
 namespace {
 
@@ -89,6 +90,7 @@ Stretch* SegmentSamples::stretch_of(int k) {
 
 void SegmentSamples::read(const FitSettings& s, CTCStruct* ctc, unsigned int channel, const int* triggers, int own,
                           float** E, float* x) {
+    ORIDAN_STEP(read);
     find_stretches(s, *ctc, triggers, own);
     std::erase_if(stretches_, [&](const Stretch& stretch) {
         GetChannelSamples(stretch.samples, ctc, channel, static_cast<unsigned int>(stretch.firstSample),
@@ -112,6 +114,7 @@ void SegmentSamples::read(const FitSettings& s, CTCStruct* ctc, unsigned int cha
 
 void SegmentSamples::put_back(const FitSettings& s, CTCStruct* ctc, unsigned int channel, int k, int trigger,
                               const float* x) {
+    ORIDAN_STEP(write);
     const std::int64_t first = start_of(s, trigger);
     if (Stretch* stretch = stretch_of(k)) {
         std::copy_n(x, s.L, stretch->samples + (first - stretch->firstSample));
@@ -122,6 +125,7 @@ void SegmentSamples::put_back(const FitSettings& s, CTCStruct* ctc, unsigned int
 }
 
 void SegmentSamples::write(CTCStruct* ctc, unsigned int channel) {
+    ORIDAN_STEP(write);
     for (const Stretch& stretch : stretches_) {
         if (stretch.cleaned) {
             SetChannelSamples(stretch.samples, ctc, channel, static_cast<unsigned int>(stretch.firstSample),
