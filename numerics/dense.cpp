@@ -2,44 +2,17 @@
 
 #include <algorithm>
 
-#include "numerics/row_products.h"
+#include "numerics/rows.h"
 
 // The order of every sum below is part of the interface: results are compared bit for bit.
 // An inner count of 0 or less writes nothing either, not zeros.
-
-namespace {
-
-// `Columns` elements of one row of a product, from column `from` on, their sums side by side.
-template <int Columns>
-void product_row(const float* a, const float* const* b, int n, int from, float* c) {
-    float sums[Columns] = {};
-    for (int k = 0; k < n; ++k) {
-        const float factor = a[k];
-        const float* row = b[k] + from;
-        for (int j = 0; j < Columns; ++j) {
-            sums[j] += factor * row[j];
-        }
-    }
-    std::copy_n(sums, Columns, c + from);
-}
-
-} // namespace
 
 void matrix_matrix_mult(float** a, float** b, float** c, int m, int n, int p) {
     if (n <= 0) {
         return;
     }
     for (int i = 0; i < m; ++i) {
-        int j = 0;
-        for (; j + 32 <= p; j += 32) {
-            product_row<32>(a[i], b, n, j, c[i]);
-        }
-        for (; j + 4 <= p; j += 4) {
-            product_row<4>(a[i], b, n, j, c[i]);
-        }
-        for (; j < p; ++j) {
-            product_row<1>(a[i], b, n, j, c[i]);
-        }
+        numerics::combine_rows(a[i], b, n, p, c[i]);
     }
 }
 

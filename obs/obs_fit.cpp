@@ -8,7 +8,7 @@
 #include "numerics/dense.h"
 #include "numerics/eigen.h"
 #include "numerics/inverse.h"
-#include "numerics/row_products.h"
+#include "numerics/rows.h"
 #include "obs/segment_samples.h"
 #include "obs/step_timer.h"
 #include "plugin/host_binding.h"
@@ -73,8 +73,11 @@ void build_basis(const FitSettings& s, FitWorkspace& ws) {
         jacobi(ws.K, s.N, ws.d, ws.V, &nrot);
         eigsrt(ws.d, ws.V, s.N);
     }
-    copy_matrix(ws.V, ws.V0, s.N, s.N, 3);
-    matrix_transpose(ws.V0, ws.Vt, s.N, s.N);
+    for (int p = 0; p < s.P; ++p) {
+        for (int k = 0; k < s.N; ++k) {
+            ws.Vt[p][k] = ws.V[k + 1][p + 1];
+        }
+    }
     matrix_matrix_mult(ws.Vt, ws.E, ws.C, s.P, s.N, s.L);
     numerics::row_products(ws.C, s.P, ws.C, s.P, s.L, ws.S);
     ORIDAN_STEP(inverse);
@@ -141,7 +144,6 @@ FitWorkspace make_fit_workspace(int N, int L) {
     ws.K = matrix(1, n, 1, n);
     ws.V = matrix(1, n, 1, n);
     ws.d = fvector(1, n);
-    ws.V0 = matrix(0, n - 1, 0, n - 1);
     ws.Vt = matrix(0, n - 1, 0, n - 1);
     ws.S = matrix(0, n - 1, 0, n - 1);
     ws.Sinv = matrix(0, n - 1, 0, n - 1);
@@ -162,7 +164,6 @@ void free_fit_workspace(FitWorkspace& ws) {
     free_matrix(ws.Sinv, 0, n - 1, 0, n - 1);
     free_matrix(ws.S, 0, n - 1, 0, n - 1);
     free_matrix(ws.Vt, 0, n - 1, 0, n - 1);
-    free_matrix(ws.V0, 0, n - 1, 0, n - 1);
     free_fvector(ws.d, 1, n);
     free_matrix(ws.V, 1, n, 1, n);
     free_matrix(ws.K, 1, n, 1, n);

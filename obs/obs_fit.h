@@ -30,8 +30,7 @@ struct FitWorkspace {
     float** K;     ///< [1..N][1..N] covariance between epochs
     float** V;     ///< [1..N][1..N] eigenvectors in columns
     float* d;      ///< [1..N] eigenvalues
-    float** V0;    ///< [0..N-1][0..N-1] V from index 0
-    float** Vt;    ///< [0..N-1][0..N-1] row j is the eigenvector of the j-th largest eigenvalue
+    float** Vt;    ///< [0..N-1][0..N-1] in rows 0..P-1 the eigenvectors of the largest eigenvalues
     float** S;     ///< [0..N-1][0..N-1] normal matrix C C^T in the first P rows and columns
     float** Sinv;  ///< [0..N-1][0..N-1] its inverse
     float** Y;     ///< [0..N-1][0..N-1] row k: projections of epoch k on the components

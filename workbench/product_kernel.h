@@ -66,26 +66,62 @@ void add_terms(int terms, const double* a, long aStride, const double* b, double
     }
 }
 
+// Whether all values of a line are floats. Contiguous lines are looked at a vector at a time.
+template <class T>
+bool holds_floats(const T* line, long termStride, int terms) {
+    if (sizeof(T) == sizeof(float)) {
+        return true;
+    }
+    typedef float Narrow __attribute__((vector_size(4 * LANES)));
+    typedef long Flags __attribute__((vector_size(8 * LANES)));
+    bool floats = true;
+    int k = 0;
+    if (termStride == 1) {
+        Flags other = {};
+        for (; k + LANES <= terms; k += LANES) {
+            const Vector x = *reinterpret_cast<const UnalignedVector*>(line + k);
+            other |= __builtin_convertvector(__builtin_convertvector(x, Narrow), Vector) != x;
+        }
+        for (int lane = 0; lane < LANES; ++lane) {
+            floats &= other[lane] == 0;
+        }
+    }
+    for (; k < terms; ++k) {
+        const double x = static_cast<double>(line[k * termStride]);
+        floats &= static_cast<double>(static_cast<float>(x)) == x;
+    }
+    return floats;
+}
+
 // Copies `terms` terms of `count` lines into groups of `width` lines, term after term, zeros where the last group has
 // no line. @return whether every value is a float's.
 template <class T>
 bool pack(const T* values, long lineStride, long termStride, int count, int terms, int width, double* packed) {
-    constexpr int stretch = 16; // terms of all lines of a group that are copied together: they stay in the cache
+    constexpr int stretch = 8; // terms of all lines of a group that are copied together: they stay in the cache
     bool floats = true;
     for (int first = 0; first < count; first += width) {
         const int lines = count - first < width ? count - first : width;
+        for (int line = 0; line < lines; ++line) {
+            floats &= holds_floats(values + (first + line) * lineStride, termStride, terms);
+        }
         for (int k = 0; k < terms; k += stretch) {
-            const int end = terms - k < stretch ? terms : k + stretch;
+            const int length = terms - k < stretch ? terms - k : stretch;
             for (int line = 0; line < lines; ++line) {
-                const T* source = values + (first + line) * lineStride;
-                for (int i = k; i < end; ++i) {
-                    const double x = static_cast<double>(source[i * termStride]);
-                    packed[static_cast<long>(i) * width + line] = x;
-                    floats &= static_cast<double>(static_cast<float>(x)) == x;
+                const T* source = values + (first + line) * lineStride + k * termStride;
+                double* target = packed + static_cast<long>(k) * width + line;
+                if (length == stretch) {
+#pragma GCC unroll 8
+                    for (int i = 0; i < stretch; ++i) {
+                        target[i * width] = static_cast<double>(source[i * termStride]);
+                    }
+                } else {
+                    for (int i = 0; i < length; ++i) {
+                        target[i * width] = static_cast<double>(source[i * termStride]);
+                    }
                 }
             }
             for (int line = lines; line < width; ++line) {
-                for (int i = k; i < end; ++i) {
+                for (int i = k; i < k + length; ++i) {
                     packed[static_cast<long>(i) * width + line] = 0.0;
                 }
             }

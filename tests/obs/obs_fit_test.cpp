@@ -791,7 +791,7 @@ TEST(FitWorkspaceStorage, IsReleasedAndForgotten) {
     for (int i = 0; i < 3 * 3; ++i) {
         EXPECT_EQ(ws.G[i], 0.0);
     }
-    ws.E[2][6] = ws.C[2][6] = ws.Y[2][2] = ws.V0[2][2] = ws.Vt[2][2] = ws.S[2][2] = ws.Sinv[2][2] = 1.0f;
+    ws.E[2][6] = ws.C[2][6] = ws.Y[2][2] = ws.Vt[2][2] = ws.S[2][2] = ws.Sinv[2][2] = 1.0f;
     ws.K[3][3] = ws.V[3][3] = ws.K[1][1] = ws.V[1][1] = ws.d[1] = ws.d[3] = 1.0f;
     ws.means[2] = ws.w[2] = 1.0f;
     ws.triggers[2] = 1;

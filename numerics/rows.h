@@ -1,7 +1,7 @@
 #pragma once
 
 /// @file
-/// Inner products of rows, many at a time. Not exported.
+/// Sums along and across rows, many at a time. Not exported.
 namespace numerics {
 
 /// c[i][j] becomes the inner product of row i of a and row j of b: a float sum from 0, its index ascending, as
@@ -13,5 +13,10 @@ void row_products(const float* const* a, int rowsA, const float* const* b, int r
 
 /// sums[i] becomes the sum of row i: a float sum from 0, its index ascending.
 void row_sums(const float* const* a, int rows, int length, float* sums);
+
+/// result[j] becomes the sum over k of weights[k] * rows[k][j]: a float sum from 0, k ascending.
+/// @param count   rows; 0 or less gives zeros
+/// @param result  [0..length-1] out, other memory than the rows
+void combine_rows(const float* weights, const float* const* rows, int count, int length, float* result);
 
 } // namespace numerics
