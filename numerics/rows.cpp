@@ -102,10 +102,27 @@ void plain_combine_rows(const float* weights, const float* const* rows, int coun
     }
 }
 
+void plain_subtract_combination(const float* given, const float* weights, const float* const* rows, int count,
+                                int length, float* result) {
+    constexpr int stretch = 1024; // elements that stay in the cache over all rows
+    for (int from = 0; from < length; from += stretch) {
+        const int to = std::min(length, from + stretch);
+        std::copy(given + from, given + to, result + from);
+        for (int k = 0; k < count; ++k) {
+            const float weight = weights[k];
+            const float* row = rows[k];
+            for (int j = from; j < to; ++j) {
+                result[j] -= weight * row[j];
+            }
+        }
+    }
+}
+
 struct Kernel {
     decltype(&plain_row_products) products;
     decltype(&plain_row_sums) sums;
     decltype(&plain_combine_rows) combine;
+    decltype(&plain_subtract_combination) subtract;
 };
 
 const Kernel& kernel() {
@@ -113,14 +130,14 @@ const Kernel& kernel() {
 #ifdef ORIDAN_X86_KERNELS
         if (numerics::instruction_set() == numerics::InstructionSet::avx512) {
             namespace k = numerics::rows_avx512;
-            return Kernel{k::row_products, k::row_sums, k::combine_rows};
+            return Kernel{k::row_products, k::row_sums, k::combine_rows, k::subtract_combination};
         }
         if (numerics::instruction_set() == numerics::InstructionSet::avx2) {
             namespace k = numerics::rows_avx2;
-            return Kernel{k::row_products, k::row_sums, k::combine_rows};
+            return Kernel{k::row_products, k::row_sums, k::combine_rows, k::subtract_combination};
         }
 #endif
-        return Kernel{plain_row_products, plain_row_sums, plain_combine_rows};
+        return Kernel{plain_row_products, plain_row_sums, plain_combine_rows, plain_subtract_combination};
     }();
     return best;
 }
@@ -141,6 +158,11 @@ void row_sums(const float* const* a, int rows, int length, float* sums) {
 
 void combine_rows(const float* weights, const float* const* rows, int count, int length, float* result) {
     kernel().combine(weights, rows, count, length, result);
+}
+
+void subtract_combination(const float* given, const float* weights, const float* const* rows, int count, int length,
+                          float* result) {
+    kernel().subtract(given, weights, rows, count, length, result);
 }
 
 } // namespace numerics

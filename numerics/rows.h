@@ -19,4 +19,10 @@ void row_sums(const float* const* a, int rows, int length, float* sums);
 /// @param result  [0..length-1] out, other memory than the rows
 void combine_rows(const float* weights, const float* const* rows, int count, int length, float* result);
 
+/// result[j] becomes given[j] minus weights[k] * rows[k][j] for k = 0, 1, ..., each product and each difference
+/// rounded.
+/// @param result  [0..length-1] out, other memory than given and the rows
+void subtract_combination(const float* given, const float* weights, const float* const* rows, int count, int length,
+                          float* result);
+
 } // namespace numerics

@@ -87,21 +87,10 @@ void build_basis(const FitSettings& s, FitWorkspace& ws) {
 // x = e minus the fit, every sample seeing its components in ascending order, plus the mean.
 void subtract_fit(const FitSettings& s, const FitWorkspace& ws, const float* e, const float* weights, float mean,
                   float* x) {
-    constexpr int stretch = 1024; // samples that stay in the cache over all components
-    for (int from = 0; from < s.L; from += stretch) {
-        const int to = std::min(s.L, from + stretch);
-        std::copy(e + from, e + to, x + from);
-        for (int p = 0; p < s.P; ++p) {
-            const float weight = weights[p];
-            const float* component = ws.C[p];
-            for (int j = from; j < to; ++j) {
-                x[j] -= weight * component[j];
-            }
-        }
-        for (int j = from; j < to; ++j) {
-            x[j] += mean;
-            x[j] = x[j] == x[j] ? x[j] : invalidOperation;
-        }
+    numerics::subtract_combination(e, weights, ws.C, s.P, s.L, x);
+    for (int j = 0; j < s.L; ++j) {
+        x[j] += mean;
+        x[j] = x[j] == x[j] ? x[j] : invalidOperation;
     }
 }
 

@@ -144,4 +144,34 @@ void combine_rows(const float* weights, const float* const* rows, int count, int
     }
 }
 
+void subtract_combination(const float* given, const float* weights, const float* const* rows, int count, int length,
+                          float* result) {
+    constexpr int vectors = 4;
+    int j = 0;
+    for (; j + vectors * LANES <= length; j += vectors * LANES) {
+        Lane rest[vectors];
+#pragma GCC unroll 4
+        for (int v = 0; v < vectors; ++v) {
+            rest[v] = load(given + j + v * LANES);
+        }
+        for (int k = 0; k < count; ++k) {
+#pragma GCC unroll 4
+            for (int v = 0; v < vectors; ++v) {
+                rest[v] -= weights[k] * load(rows[k] + j + v * LANES);
+            }
+        }
+#pragma GCC unroll 4
+        for (int v = 0; v < vectors; ++v) {
+            store(result + j + v * LANES, rest[v]);
+        }
+    }
+    for (; j < length; ++j) {
+        float rest = given[j];
+        for (int k = 0; k < count; ++k) {
+            rest -= weights[k] * rows[k][j];
+        }
+        result[j] = rest;
+    }
+}
+
 } // namespace numerics::ROWS_NAMESPACE

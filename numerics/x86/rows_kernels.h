@@ -9,6 +9,8 @@ namespace numerics {
                       float* const* c);                                                                                \
     void row_sums(const float* const* a, int rowsA, int length, float* result);                                        \
     void combine_rows(const float* weights, const float* const* rows, int count, int length, float* result);           \
+    void subtract_combination(const float* given, const float* weights, const float* const* rows, int count,           \
+                              int length, float* result);                                                              \
     }
 
 ORIDAN_ROWS_KERNEL(rows_avx2)

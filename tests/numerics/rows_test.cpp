@@ -27,16 +27,19 @@ struct Form {
     void (*products)(const float* const*, int, const float* const*, int, int, float* const*);
     void (*sums)(const float* const*, int, int, float*);
     void (*combine)(const float*, const float* const*, int, int, float*);
+    void (*subtract)(const float*, const float*, const float* const*, int, int, float*);
 };
 
 std::vector<Form> forms() {
     std::vector<Form> all{{"the chosen one", InstructionSet::baseline, numerics::row_products, numerics::row_sums,
-                           numerics::combine_rows}};
+                           numerics::combine_rows, numerics::subtract_combination}};
 #ifdef ORIDAN_X86_KERNELS
     namespace avx2 = numerics::rows_avx2;
     namespace avx512 = numerics::rows_avx512;
-    all.push_back({"avx2", InstructionSet::avx2, avx2::row_products, avx2::row_sums, avx2::combine_rows});
-    all.push_back({"avx512", InstructionSet::avx512, avx512::row_products, avx512::row_sums, avx512::combine_rows});
+    all.push_back({"avx2", InstructionSet::avx2, avx2::row_products, avx2::row_sums, avx2::combine_rows,
+                   avx2::subtract_combination});
+    all.push_back({"avx512", InstructionSet::avx512, avx512::row_products, avx512::row_sums, avx512::combine_rows,
+                   avx512::subtract_combination});
 #endif
     while (all.back().needs > numerics::instruction_set()) {
         all.pop_back(); // this processor cannot run it
@@ -144,6 +147,31 @@ TEST(CombineRows, EveryFormAddsTheRowsInTheirOrder) {
                     sum = sum + term;
                 }
                 ASSERT_TRUE(same_bits(sum, result[j])) << form.name << ", element " << j << " of " << length;
+            }
+            EXPECT_TRUE(result.frame_untouched());
+        }
+    }
+}
+
+TEST(SubtractCombination, EveryFormTakesTheRowsAwayInTheirOrder) {
+    Random random(44);
+    for (int length = 1; length <= 200; ++length) {
+        const int count = random.below(20);
+        const Rows rows = values(count, length, random);
+        const Rows weights = values(1, count, random);
+        const Rows from = values(1, length, random);
+        GuardedMatrix given(0, rows);
+        for (const Form& form : forms()) {
+            GuardedVector result(0, length);
+            form.subtract(from[0].data(), weights[0].data(), given.handle(), count, length, result.handle());
+            for (int j = 0; j < length; ++j) {
+                const std::size_t at = static_cast<std::size_t>(j);
+                volatile float rest = from[0][at];
+                for (std::size_t k = 0; k < rows.size(); ++k) {
+                    const volatile float term = weights[0][k] * rows[k][at];
+                    rest = rest - term;
+                }
+                ASSERT_TRUE(same_bits(rest, result[j])) << form.name << ", element " << j << " of " << length;
             }
             EXPECT_TRUE(result.frame_untouched());
         }
