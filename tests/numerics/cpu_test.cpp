@@ -6,6 +6,8 @@
 #include <fstream>
 #include <string>
 
+#include "tests/support/checkers.h"
+
 using numerics::InstructionSet;
 
 namespace {
@@ -24,6 +26,9 @@ bool system_lists(const std::string& flag) {
 } // namespace
 
 TEST(InstructionSetOf, IsWhatTheSystemListsForTheProcessor) {
+    if (support::under_valgrind()) {
+        GTEST_SKIP() << "valgrind shows programs a processor of its own";
+    }
     const bool avx2 = system_lists("avx2") && system_lists("fma") && system_lists("bmi2");
     const bool avx512 = avx2 && system_lists("avx512f") && system_lists("avx512dq") && system_lists("avx512bw") &&
                         system_lists("avx512vl");
