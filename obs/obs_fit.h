@@ -7,6 +7,8 @@
 /// epochs, which is far smaller than the one over time.
 namespace obs {
 
+class SegmentSamples;
+
 /// What a run was told, in samples.
 struct FitSettings {
     int preS;        ///< samples before the trigger
@@ -22,21 +24,21 @@ struct FitSettings {
 struct FitWorkspace {
     int N;
     int L;
-    float** E;     ///< [0..N-1][0..L-1] epochs, one per row, their means removed
-    float** C;     ///< [0..N-1][0..L-1] basis in rows 0..P-1
-    double* Ed;    ///< [0..N*L-1] E widened, row-major
-    double* G;     ///< [0..N*N-1] Gram matrix Ed Ed^T, row-major
-    float* means;  ///< [0..N-1] epoch means
-    float** K;     ///< [1..N][1..N] covariance between epochs
-    float** V;     ///< [1..N][1..N] eigenvectors in columns
-    float* d;      ///< [1..N] eigenvalues
-    float** Vt;    ///< [0..N-1][0..N-1] in rows 0..P-1 the eigenvectors of the largest eigenvalues
-    float** S;     ///< [0..N-1][0..N-1] normal matrix C C^T in the first P rows and columns
-    float** Sinv;  ///< [0..N-1][0..N-1] its inverse
-    float** Y;     ///< [0..N-1][0..N-1] row k: projections of epoch k on the components
-    float* w;      ///< [0..N-1] coefficients
-    int* triggers; ///< [0..N-1] of the segment's occurrences
-    class SegmentSamples* samples;
+    float** E;               ///< [0..N-1][0..L-1] epochs, one per row, their means removed
+    float** C;               ///< [0..N-1][0..L-1] basis in rows 0..P-1
+    double* Ed;              ///< [0..N*L-1] E widened, row-major
+    double* G;               ///< [0..N*N-1] Gram matrix Ed Ed^T, row-major
+    float* means;            ///< [0..N-1] epoch means
+    float** K;               ///< [1..N][1..N] covariance between epochs
+    float** V;               ///< [1..N][1..N] eigenvectors in columns
+    float* d;                ///< [1..N] eigenvalues
+    float** Vt;              ///< [0..N-1][0..N-1] in rows 0..P-1 the eigenvectors of the largest eigenvalues
+    float** S;               ///< [0..N-1][0..N-1] normal matrix C C^T in the first P rows and columns
+    float** Sinv;            ///< [0..N-1][0..N-1] its inverse
+    float** Y;               ///< [0..N-1][0..N-1] row k: projections of epoch k on the components
+    float* w;                ///< [0..N-1] coefficients
+    int* triggers;           ///< [0..N-1] of the segment's occurrences
+    SegmentSamples* samples; ///< the windows' samples on their way from and to the recording
 };
 
 /// Fatal: a failed allocation ends the process through nrerror.

@@ -76,7 +76,7 @@ struct Segment {
     }
     static float cleaned_value(int k, int j) { return 1000.0f * static_cast<float>(k + 1) + static_cast<float>(j); }
 
-    // The samples of channel 1 and, in .second, whether channel 0 is as it was.
+    // The samples of channel 1; those of channel 0 must be as they were.
     std::vector<float> file(unsigned int ordering = 1) {
         FreeCTCMemory(&ctc);
         const std::string bytes = support::read_file(path).substr(header.size());
