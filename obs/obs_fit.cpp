@@ -33,14 +33,18 @@ int gather_triggers(const FitSettings& s, FitWorkspace& ws, std::int64_t segStar
     return static_cast<int>(std::min<std::int64_t>(s.N, s.nTrials - segStart));
 }
 
+// Takes each epoch's mean off, and widens the epoch for the product while it is at hand.
 void remove_means(const FitSettings& s, FitWorkspace& ws) {
     ORIDAN_STEP(mean);
     numerics::row_sums(ws.E, s.N, s.L, ws.means);
     for (int k = 0; k < s.N; ++k) {
         const float mean = ws.means[k] / static_cast<float>(s.L);
         ws.means[k] = mean;
+        float* epoch = ws.E[k];
+        double* widened = ws.Ed + static_cast<std::size_t>(k) * static_cast<std::size_t>(s.L);
         for (int j = 0; j < s.L; ++j) {
-            ws.E[k][j] -= mean;
+            epoch[j] -= mean;
+            widened[j] = static_cast<double>(epoch[j]);
         }
     }
 }
@@ -49,12 +53,6 @@ void remove_means(const FitSettings& s, FitWorkspace& ws) {
 void form_covariance(const FitSettings& s, FitWorkspace& ws) {
     ORIDAN_STEP(Gram);
     const std::size_t n = static_cast<std::size_t>(s.N);
-    const std::size_t l = static_cast<std::size_t>(s.L);
-    for (std::size_t k = 0; k < n; ++k) {
-        for (std::size_t j = 0; j < l; ++j) {
-            ws.Ed[k * l + j] = static_cast<double>(ws.E[k][j]);
-        }
-    }
     host::nv_intel_matrix_matrix_mult_d(ws.Ed, ws.Ed, ws.G, s.N, s.N, s.L, 0, 1);
     for (std::size_t a = 0; a < n; ++a) {
         for (std::size_t b = 0; b < n; ++b) {

@@ -68,9 +68,9 @@ Conversion read_conversion(const std::string& text, std::size_t start, std::size
 // The conversion applied to a zero of its type.
 std::string zero_formatted(const Conversion& c, std::size_t limit) {
     const bool isText = one_of(c.type, "cCsS");
-    std::string format = "%" + c.flags + std::to_string(c.width);
-    if (c.width == 0) {
-        format = "%" + c.flags;
+    std::string format = "%" + c.flags;
+    if (c.width != 0) {
+        format += std::to_string(c.width);
     }
     if (c.hasPrecision && !isText && c.type != 'p') {
         format += "." + std::to_string(c.precision);

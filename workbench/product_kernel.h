@@ -66,67 +66,71 @@ void add_terms(int terms, const double* a, long aStride, const double* b, double
     }
 }
 
-// Whether all values of a line are floats. Contiguous lines are looked at a vector at a time.
+#include "numerics/x86/turn.h"
+
+typedef float Narrow __attribute__((vector_size(4 * LANES)));
+typedef long Flags __attribute__((vector_size(8 * LANES)));
+
+inline Vector widened(const double* values) {
+    return *reinterpret_cast<const UnalignedVector*>(values);
+}
+inline Vector widened(const float* values) {
+    typedef float UnalignedNarrow __attribute__((vector_size(4 * LANES), aligned(4)));
+    return __builtin_convertvector(*reinterpret_cast<const UnalignedNarrow*>(values), Vector);
+}
+
+inline bool is_float(double x) {
+    return static_cast<double>(static_cast<float>(x)) == x;
+}
+
+// LANES lines by LANES terms, from contiguous lines. A line that is missing becomes zeros. Marks in `other` the lanes
+// where a value is no float.
 template <class T>
-bool holds_floats(const T* line, long termStride, int terms) {
-    if (sizeof(T) == sizeof(float)) {
-        return true;
-    }
-    typedef float Narrow __attribute__((vector_size(4 * LANES)));
-    typedef long Flags __attribute__((vector_size(8 * LANES)));
-    bool floats = true;
-    int k = 0;
-    if (termStride == 1) {
-        Flags other = {};
-        for (; k + LANES <= terms; k += LANES) {
-            const Vector x = *reinterpret_cast<const UnalignedVector*>(line + k);
-            other |= __builtin_convertvector(__builtin_convertvector(x, Narrow), Vector) != x;
-        }
-        for (int lane = 0; lane < LANES; ++lane) {
-            floats &= other[lane] == 0;
+void pack_square(const T* values, long lineStride, int lines, int width, double* packed, Flags& other) {
+    Vector square[LANES];
+#pragma GCC unroll 8
+    for (int line = 0; line < LANES; ++line) {
+        square[line] = line < lines ? widened(values + line * lineStride) : Vector{};
+        if (sizeof(T) == sizeof(double)) {
+            other |= __builtin_convertvector(__builtin_convertvector(square[line], Narrow), Vector) != square[line];
         }
     }
-    for (; k < terms; ++k) {
-        const double x = static_cast<double>(line[k * termStride]);
-        floats &= static_cast<double>(static_cast<float>(x)) == x;
+    turn(square);
+#pragma GCC unroll 8
+    for (int k = 0; k < LANES; ++k) {
+        *reinterpret_cast<UnalignedVector*>(packed + k * width) = square[k];
     }
-    return floats;
 }
 
 // Copies `terms` terms of `count` lines into groups of `width` lines, term after term, zeros where the last group has
 // no line. @return whether every value is a float's.
 template <class T>
 bool pack(const T* values, long lineStride, long termStride, int count, int terms, int width, double* packed) {
-    constexpr int stretch = 8; // terms of all lines of a group that are copied together: they stay in the cache
     bool floats = true;
+    Flags other = {};
+    const int inSquares = termStride == 1 && width % LANES == 0 ? terms - terms % LANES : 0;
     for (int first = 0; first < count; first += width) {
         const int lines = count - first < width ? count - first : width;
-        for (int line = 0; line < lines; ++line) {
-            floats &= holds_floats(values + (first + line) * lineStride, termStride, terms);
-        }
-        for (int k = 0; k < terms; k += stretch) {
-            const int length = terms - k < stretch ? terms - k : stretch;
-            for (int line = 0; line < lines; ++line) {
-                const T* source = values + (first + line) * lineStride + k * termStride;
-                double* target = packed + static_cast<long>(k) * width + line;
-                if (length == stretch) {
-#pragma GCC unroll 8
-                    for (int i = 0; i < stretch; ++i) {
-                        target[i * width] = static_cast<double>(source[i * termStride]);
-                    }
-                } else {
-                    for (int i = 0; i < length; ++i) {
-                        target[i * width] = static_cast<double>(source[i * termStride]);
-                    }
-                }
+        const T* group = values + first * lineStride;
+        for (int line = 0; line < width; line += LANES) {
+            const int present = line >= lines ? 0 : lines - line < LANES ? lines - line : LANES;
+            const T* start = group + (present == 0 ? 0 : line * lineStride);
+            for (int k = 0; k < inSquares; k += LANES) {
+                pack_square(start + k, lineStride, present, width, packed + static_cast<long>(k) * width + line, other);
             }
-            for (int line = lines; line < width; ++line) {
-                for (int i = k; i < k + length; ++i) {
-                    packed[static_cast<long>(i) * width + line] = 0.0;
-                }
+        }
+        for (int k = inSquares; k < terms; ++k) {
+            double* target = packed + static_cast<long>(k) * width;
+            for (int line = 0; line < width; ++line) {
+                const double x = line < lines ? static_cast<double>(group[line * lineStride + k * termStride]) : 0.0;
+                floats &= is_float(x);
+                target[line] = x;
             }
         }
         packed += static_cast<long>(terms) * width;
+    }
+    for (int lane = 0; lane < LANES; ++lane) {
+        floats &= other[lane] == 0;
     }
     return floats;
 }
@@ -154,7 +158,7 @@ template <class T>
 void multiply(const Factor<T>& a, const Factor<T>& b, int m, int n, int k, T* c, double* work) {
     const bool square = a.values == b.values && a.lineStride == b.lineStride && a.termStride == b.termStride && m == n;
     const int columns = rounded_up(n, tileColumns);
-    const int rows = square ? columns : rounded_up(m, tileRows);
+    const int rows = rounded_up(m, tileRows); // no more than columns in a square: tileRows divides tileColumns
     const int block = terms_per_block(columns);
     const int aWidth = square ? tileColumns : tileRows;
     double* packedB = work;

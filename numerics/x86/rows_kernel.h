@@ -17,24 +17,27 @@ inline void store(float* p, Lane v) {
     *reinterpret_cast<UnalignedLane*>(p) = v;
 }
 
-// LANES rows by `terms` terms, term after term.
+#include "numerics/x86/turn.h"
+
+// LANES rows by `terms` terms, term after term; zeros for rows that are missing.
 constexpr int terms = 64;
 void gather(const float* const* rows, int count, int from, int length, float* tile) {
-    for (int k = from; k < from + length; k += 8) {
-        const int n = from + length - k < 8 ? from + length - k : 8;
-        for (int row = 0; row < count; ++row) {
-            const float* source = rows[row] + k;
-            float* target = tile + (k - from) * LANES + row;
-            if (n == 8) {
-#pragma GCC unroll 8
-                for (int i = 0; i < 8; ++i) {
-                    target[i * LANES] = source[i];
-                }
-            } else {
-                for (int i = 0; i < n; ++i) {
-                    target[i * LANES] = source[i];
-                }
-            }
+    int k = 0;
+    for (; k + LANES <= length; k += LANES) {
+        Lane square[LANES];
+#pragma GCC unroll 16
+        for (int row = 0; row < LANES; ++row) {
+            square[row] = row < count ? load(rows[row] + from + k) : Lane{};
+        }
+        turn(square);
+#pragma GCC unroll 16
+        for (int i = 0; i < LANES; ++i) {
+            store(tile + (k + i) * LANES, square[i]);
+        }
+    }
+    for (; k < length; ++k) {
+        for (int row = 0; row < LANES; ++row) {
+            tile[k * LANES + row] = row < count ? rows[row][from + k] : 0.0f;
         }
     }
 }
@@ -69,7 +72,7 @@ void row_products(const float* const* a, int rowsA, const float* const* b, int r
         for (int i = 0; i < rowsA; i += LANES) {
             const int rows = rowsA - i < LANES ? rowsA - i : LANES;
             Lane sums[columnsAtOnce] = {};
-            float tile[terms * LANES] = {};
+            float tile[terms * LANES];
             for (int from = 0; from < length; from += terms) {
                 const int n = length - from < terms ? length - from : terms;
                 gather(a + i, rows, from, n, tile);
@@ -98,7 +101,7 @@ void row_sums(const float* const* a, int rowsA, int length, float* result) {
     for (int i = 0; i < rowsA; i += LANES) {
         const int rows = rowsA - i < LANES ? rowsA - i : LANES;
         Lane sum = {};
-        float tile[terms * LANES] = {};
+        float tile[terms * LANES];
         for (int from = 0; from < length; from += terms) {
             const int n = length - from < terms ? length - from : terms;
             gather(a + i, rows, from, n, tile);
