@@ -3,15 +3,14 @@
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
-#include <filesystem>
 #include <fstream>
 #include <iostream>
 #include <memory>
 #include <new>
-#include <system_error>
 
 #include "fileio/ctc_header.h"
 #include "fileio/header_fields.h"
+#include "fileio/paths.h"
 #include "fileio/save_target.h"
 
 using fileio::HeaderStatus;
@@ -143,23 +142,20 @@ void write_header(std::ostream& out, const CTCStruct* ctc) {
 
 // Copies the samples of the view in whole blocks and a remainder. For DataType 5, whose view has single bytes, a
 // block of 163,840 elements carries that many bytes and is written as a full block, the rest of it as it was.
-bool copy_view(std::ostream& out, const CTCStruct* ctc) {
+// `block` has copyBlockBytes.
+bool copy_view(std::ostream& out, const CTCStruct* ctc, char* block) {
     const unsigned int size = stored_size(ctc->DataType);
     if (size == 0) {
         return true; // DataType 2: the header only
-    }
-    const std::unique_ptr<char[]> block(new (std::nothrow) char[copyBlockBytes]());
-    if (block == nullptr) {
-        return false;
     }
     const unsigned int run = copyBlockBytes / size;
     const unsigned long long total = total_samples(*ctc);
     for (unsigned long long first = 0; first < total; first += run) {
         const unsigned int count = static_cast<unsigned int>(std::min<unsigned long long>(run, total - first));
-        if (transio_read_buffer(ctc->FileView, first, count, block.get()) != count) {
+        if (transio_read_buffer(ctc->FileView, first, count, block) != count) {
             return false; // the backing file was shortened meanwhile
         }
-        write_bytes(out, block.get(), static_cast<unsigned long long>(count) * size);
+        write_bytes(out, block, static_cast<unsigned long long>(count) * size);
     }
     return true;
 }
@@ -183,12 +179,8 @@ bool rebind(CTCStruct* ctc, const char* fileName, unsigned long long dataPositio
 
 int ReadEntireCTC(CTCStruct* ctc, const char* fileName, unsigned int fileBacked) {
     fileio::reset_ctc(ctc);
-    std::error_code error;
-    if (!std::filesystem::is_regular_file(fileName, error)) {
-        return 0;
-    }
-    std::ifstream stream(fileName, std::ios::binary);
-    if (!stream.is_open()) {
+    std::fstream stream;
+    if (!fileio::open_regular_file(stream, fileName)) {
         return 0;
     }
     unsigned int fileVersion = 0;
@@ -225,20 +217,20 @@ int WriteEntireCTC(CTCStruct* ctc, const char* fileName, unsigned int) {
     if (ctc->FileView != nullptr && may_be_backing_file(ctc->FileView, fileName)) {
         return 0; // the samples would be truncated before they are copied
     }
-    std::ofstream file(fileName, std::ios::binary | std::ios::trunc);
-    if (!file.is_open()) {
+    // Had before the target is touched, like the buffer of its stream.
+    const std::unique_ptr<char[]> block(ctc->FileView == nullptr ? nullptr : new (std::nothrow) char[copyBlockBytes]());
+    fileio::SaveTarget target;
+    if ((ctc->FileView != nullptr && block == nullptr) || !fileio::open_any_target(target, fileName)) {
         return 0;
     }
+    std::fstream& file = target.stream;
     write_header(file, ctc);
     if (ctc->FileView != nullptr) {
         const std::streamoff dataPosition = file.tellp();
-        const bool copied = copy_view(file, ctc);
+        const bool copied = copy_view(file, ctc, block.get());
         file.close();
         if (!copied) {
-            std::error_code ignored;
-            if (std::filesystem::is_regular_file(fileName, ignored)) { // never a device such as /dev/null
-                std::filesystem::remove(fileName, ignored);
-            }
+            fileio::remove_incomplete(fileName);
             return 0;
         }
         return rebind(ctc, fileName, static_cast<unsigned long long>(dataPosition)) ? 1 : 0;

@@ -20,9 +20,29 @@ unsigned long long elements_held(const CTCStruct& ctc, const void* holder) {
     return holder == nullptr ? 0 : fileio::total_samples(ctc);
 }
 
+// Room for the stored elements of a run: for all of them, or for a few where there is no memory. A run that is not
+// moved would go unnoticed, so it then moves piece by piece.
 template <class Stored>
-std::unique_ptr<Stored[]> temporary(unsigned int count) {
-    return std::unique_ptr<Stored[]>(new (std::nothrow) Stored[count]);
+class Room {
+public:
+    explicit Room(unsigned int count)
+        : all_(new (std::nothrow) Stored[count]),
+          size_(all_ != nullptr ? count : static_cast<unsigned int>(fewElements)) {}
+
+    Stored* data() { return all_ != nullptr ? all_.get() : few_; }
+    unsigned int size() const { return size_; }
+
+private:
+    static constexpr std::size_t fewElements = 1024;
+
+    std::unique_ptr<Stored[]> all_;
+    unsigned int size_;
+    Stored few_[fewElements];
+};
+
+// Consecutive elements move as a whole or not at all.
+bool holds(const transio_struct& view, unsigned long long first, unsigned int count) {
+    return first <= view.elementCount && count <= view.elementCount - first;
 }
 
 // Samples that lie apart move a block at a time, with what lies between them: a transfer of its own for every sample
@@ -98,6 +118,42 @@ void write_spread(const transio_struct& view, const SampleRun& run, Put put) {
 }
 
 template <class Stored>
+void read_consecutive(float* dest, const transio_struct& view, const SampleRun& run) {
+    const unsigned long long start = run.element(0);
+    Room<Stored> room(run.count);
+    if (!holds(view, start, run.count)) {
+        return;
+    }
+    for (unsigned int done = 0; done < run.count;) {
+        const unsigned int count = std::min(room.size(), run.count - done);
+        if (transio_read_buffer(&view, start + done, count, room.data()) == count) {
+            for (unsigned int i = 0; i < count; ++i) {
+                dest[done + i] = fileio::value_of(room.data()[i], run.scale, run.offset);
+            }
+        }
+        done += count;
+    }
+}
+
+template <class Stored>
+void write_consecutive(const float* src, const transio_struct& view, const SampleRun& run, unsigned long long start) {
+    Room<Stored> room(run.count);
+    if (!holds(view, start, run.count)) {
+        return;
+    }
+    for (unsigned int done = 0; done < run.count;) {
+        const unsigned int count = std::min(room.size(), run.count - done);
+        const float* from =
+            src + std::size_t{done} * view.elementSize / sizeof(Stored); // scaled floats go byte by byte
+        for (unsigned int i = 0; i < count; ++i) {
+            room.data()[i] = fileio::stored_from<Stored>(from[i], run.scale, run.offset);
+        }
+        transio_write_buffer(&view, start + done, count, room.data());
+        done += count;
+    }
+}
+
+template <class Stored>
 unsigned int get_samples(float* dest, const CTCStruct& ctc, const SampleRun& run, const Stored* holder) {
     if (ctc.FileView == nullptr) {
         const unsigned long long held = elements_held(ctc, holder);
@@ -113,15 +169,7 @@ unsigned int get_samples(float* dest, const CTCStruct& ctc, const SampleRun& run
             dest[i] = fileio::value_of(stored, run.scale, run.offset);
         });
     } else {
-        const std::unique_ptr<Stored[]> stored = temporary<Stored>(run.count);
-        if (stored == nullptr) {
-            return 0;
-        }
-        if (transio_read_buffer(ctc.FileView, run.element(0), run.count, stored.get()) == run.count) {
-            for (unsigned int i = 0; i < run.count; ++i) {
-                dest[i] = fileio::value_of(stored[i], run.scale, run.offset);
-            }
-        }
+        read_consecutive<Stored>(dest, *ctc.FileView, run);
     }
     return run.count;
 }
@@ -152,14 +200,7 @@ unsigned int set_samples(const float* src, const CTCStruct& ctc, const SampleRun
             std::memcpy(bytes, &stored, ctc.FileView->elementSize);
         });
     } else {
-        const std::unique_ptr<Stored[]> stored = temporary<Stored>(run.count);
-        if (stored == nullptr) {
-            return 0;
-        }
-        for (unsigned int i = 0; i < run.count; ++i) {
-            stored[i] = fileio::stored_from<Stored>(src[i], run.scale, run.offset);
-        }
-        transio_write_buffer(ctc.FileView, run.element(0) + bulkShift, run.count, stored.get());
+        write_consecutive<Stored>(src, *ctc.FileView, run, run.element(0) + bulkShift);
     }
     return run.count;
 }

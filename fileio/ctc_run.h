@@ -29,7 +29,7 @@ bool find_scaling(const CTCStruct& ctc, unsigned int channel, SampleRun* run);
 
 /// Move a run whose scaling was found. Elements outside the data section are neither read nor written; file-backed, a
 /// transfer that would leave the section is refused as a whole.
-/// @return run.count, whatever was moved; 0 where there is no memory for a temporary copy.
+/// @return run.count, whatever was moved.
 unsigned int get_run(float* dest, const CTCStruct& ctc, const SampleRun& run);
 
 /// @param integerShift  elements by which whole runs of 16- and 8-bit samples move on in the file.

@@ -4,6 +4,7 @@
 #include <fstream>
 
 #include "fileio/header_fields.h"
+#include "fileio/paths.h"
 #include "fileio/save_target.h"
 #include "fileio/stream_values.h"
 
@@ -149,8 +150,9 @@ CVXStruct* ReadCVX(const char* fileName) {
 }
 
 int WriteCVX(const CVXStruct* cvx, const char* fileName) {
-    std::fstream stream;
-    if (!can_be_written(*cvx) || !fileio::open_target(stream, fileName)) {
+    fileio::SaveTarget target;
+    std::fstream& stream = target.stream;
+    if (!can_be_written(*cvx) || !fileio::open_target(target, fileName)) {
         return 0;
     }
     write_field(stream, cvx->FileVersion);

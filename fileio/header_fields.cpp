@@ -1,19 +1,22 @@
 #include "fileio/header_fields.h"
 
 #include <cstring>
-#include <filesystem>
-#include <system_error>
+#include <new>
 
+#include "fileio/paths.h"
 #include "fileio/stream_values.h"
 
 namespace fileio {
 
 bool open_regular_file(std::fstream& stream, const char* fileName) {
-    std::error_code error;
-    if (!std::filesystem::is_regular_file(fileName, error)) {
+    if (!is_regular_file(fileName)) {
         return false;
     }
-    stream.open(fileName, std::ios::in | std::ios::binary);
+    try {
+        stream.open(fileName, std::ios::in | std::ios::binary);
+    } catch (const std::bad_alloc&) {
+        return false; // no memory for its buffer
+    }
     return stream.is_open();
 }
 

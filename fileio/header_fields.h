@@ -11,7 +11,7 @@ namespace fileio {
 /// Capacity of a text field, its NUL included.
 constexpr long textCapacity = 512;
 
-/// Opens a regular file for reading. Anything else (a directory, a pipe) would open and then misbehave, or block.
+/// Opens a regular file for reading. False for anything else, and where there is no memory for the stream.
 bool open_regular_file(std::fstream& stream, const char* fileName);
 
 /// Bytes between the read position and the end of the file; 0 once a read has failed.

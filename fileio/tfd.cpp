@@ -5,6 +5,7 @@
 #include <fstream>
 
 #include "fileio/header_fields.h"
+#include "fileio/paths.h"
 #include "fileio/save_target.h"
 #include "fileio/stream_values.h"
 
@@ -214,8 +215,9 @@ TFDStruct* CreateTFD(const char* fileName, const char* firstText, const char* se
         return discard(tfd);
     }
     auto* zeroBlock = new_array<float>(zeroBlockFloats);
-    std::fstream stream;
-    if (zeroBlock == nullptr || !fileio::open_target(stream, fileName)) {
+    fileio::SaveTarget target;
+    std::fstream& stream = target.stream;
+    if (zeroBlock == nullptr || !fileio::open_target(target, fileName)) {
         std::free(zeroBlock);
         return discard(tfd);
     }
@@ -257,8 +259,9 @@ int WriteTFD(TFDStruct* tfd, const char* fileName) {
         fileio::may_be_backing_file(tfd->Tensors[0].FirstView, fileName)) {
         return 0;
     }
-    std::fstream stream;
-    if (!fileio::open_target(stream, fileName)) {
+    fileio::SaveTarget target;
+    std::fstream& stream = target.stream;
+    if (!fileio::open_target(target, fileName)) {
         return 0;
     }
     write_header(stream, *tfd, tfd->PairValues, tfd->ExtentBValues, tfd->ExtraValues);

@@ -2,10 +2,10 @@
 
 #include <cstddef>
 #include <cstring>
-#include <filesystem>
 #include <memory>
 #include <new>
-#include <system_error>
+
+#include "fileio/paths.h"
 
 namespace {
 
@@ -73,21 +73,26 @@ bool lengthen(std::fstream& stream, const char* fileName, unsigned long long old
         return true;
     }
     stream.close(); // before the cut: closing tries once more to write what is pending
-    std::error_code ignored;
-    std::filesystem::resize_file(fileName, oldLength, ignored);
+    fileio::set_length(fileName, oldLength);
     return false;
+}
+
+// A new stream, closed where the file cannot be opened; null where there is no memory for it or for its buffer.
+std::unique_ptr<std::fstream> new_stream(const char* fileName, std::ios::openmode mode) {
+    try {
+        return std::make_unique<std::fstream>(fileName, mode);
+    } catch (const std::bad_alloc&) {
+        return nullptr;
+    }
 }
 
 // The open stream, or null.
 std::unique_ptr<std::fstream> open_stream(const char* fileName, bool writing, unsigned long long length) {
-    // Anything but a regular file (a directory, a pipe) would open and then misbehave, or block.
-    std::error_code error;
-    if (!std::filesystem::is_regular_file(fileName, error)) {
+    if (!fileio::is_regular_file(fileName)) {
         return nullptr;
     }
     const std::ios::openmode mode = std::ios::in | std::ios::binary;
-    std::unique_ptr<std::fstream> stream(
-        new (std::nothrow) std::fstream(fileName, writing ? mode | std::ios::out | std::ios::ate : mode));
+    std::unique_ptr<std::fstream> stream = new_stream(fileName, writing ? mode | std::ios::out | std::ios::ate : mode);
     if (stream == nullptr || !stream->is_open()) {
         return nullptr;
     }
@@ -172,11 +177,8 @@ unsigned int transio_read_buffer(const transio_struct* t, unsigned long long fir
     const auto target = static_cast<std::streamoff>(t->baseOffset + firstIndex * t->elementSize);
     const auto bytes = static_cast<std::streamsize>(count) * t->elementSize;
     stream.seekg(target);
-    if (std::streamoff{stream.tellg()} != target) {
-        return 0;
-    }
-    stream.read(static_cast<char*>(dest), bytes);
-    return std::streamoff{stream.tellg()} == target + bytes ? count : 0;
+    stream.read(static_cast<char*>(dest), bytes); // nothing where the seek failed
+    return stream.good() ? count : 0;
 }
 
 unsigned int transio_write_buffer(const transio_struct* t, unsigned long long firstIndex, unsigned int count,
@@ -189,11 +191,8 @@ unsigned int transio_write_buffer(const transio_struct* t, unsigned long long fi
     const auto target = static_cast<std::streamoff>(t->baseOffset + firstIndex * t->elementSize);
     const auto bytes = static_cast<std::streamsize>(count) * t->elementSize;
     stream.seekp(target);
-    if (std::streamoff{stream.tellp()} != target) {
-        return 0;
-    }
     stream.write(static_cast<const char*>(src), bytes);
-    return std::streamoff{stream.tellp()} == target + bytes ? count : 0;
+    return stream.good() ? count : 0;
 }
 
 unsigned char* transio_read_uint8(const transio_struct* t, unsigned long long firstIndex, unsigned int count) {

@@ -240,8 +240,13 @@ float** create2dArray(int rows, int cols) {
     const int nRows = rows < 0 ? 0 : rows;
     const int nCols = cols < 0 ? 0 : cols;
     float** a = new float*[static_cast<std::size_t>(nRows)]();
-    for (int i = 0; i < nRows; ++i) {
-        a[i] = new float[static_cast<std::size_t>(nCols)];
+    try {
+        for (int i = 0; i < nRows; ++i) {
+            a[i] = new float[static_cast<std::size_t>(nCols)];
+        }
+    } catch (...) {
+        delete2dArray(a, nRows, nCols); // the rows that could be had
+        throw;
     }
     return a;
 }

@@ -119,7 +119,7 @@ ORIDAN_API void free_submatrix(float** b, long nrl, long nrh, long ncl, long nch
 /// not contiguous. A count of 0 or less makes no rows (or empty rows).
 /// @param rows, cols  counts.
 /// @return the row pointers; release them with delete2dArray.
-/// Errors: an exhausted heap surfaces as new[] reports it (std::bad_alloc).
+/// Errors: an exhausted heap surfaces as new[] reports it (std::bad_alloc); nothing is held then.
 ORIDAN_API float** create2dArray(int rows, int cols);
 
 /// Releases what create2dArray made; rows that are null are skipped.

@@ -8,6 +8,7 @@
 #include "numerics/arrays.h"
 #include "numerics/dense.h"
 #include "numerics/eigen.h"
+#include "numerics/plain_rows.h"
 #include "numerics/scalars.h"
 #include "numerics/svd.h"
 #include "numerics/svd_state.h"
@@ -113,7 +114,8 @@ bool getRegTransformedMatrixUsingTSVD(float** a, float** b, int n, int invert, i
 
 bool invertMatrix(float** a, float** ainv, int n) {
     const std::unique_ptr<float[]> w(new float[static_cast<std::size_t>(n > 0 ? n : 0)]);
-    float** v = create2dArray(n, n);
+    const numerics::PlainRows rows(n);
+    float** v = rows.rows();
     const bool converged = svdcmp_tarn(n, n, a, w.get(), v) == 1;
     if (converged) {
         for (int i = 0; i < n; ++i) {
@@ -127,7 +129,6 @@ bool invertMatrix(float** a, float** ainv, int n) {
             }
         }
     }
-    delete2dArray(v, n, n);
     return converged;
 }
 

@@ -9,7 +9,7 @@
 /// Precision: float, with the steps that inverse.cpp names in double.
 /// Singular input never fails; where singular values are left out stands at each routine. None reports an error; the
 /// boolean results are always true except that of invertMatrix.
-/// Fatal: allocation failures end the process through nrerror.
+/// Fatal: allocation failures end the process through nrerror, except those of invertMatrix.
 /// State: uses svdcmp's internal flag, so one thread at a time.
 
 /// Pseudo-inverse: singular values below 1e-6 of the largest count as zero (one exactly at that limit is
@@ -50,6 +50,7 @@ ORIDAN_API bool getRegTransformedMatrixUsingTSVD(float** a, float** b, int n, in
 /// @param ainv  out; untouched when the result is false.
 /// @param n     order.
 /// @return true when svdcmp_tarn converged.
+/// Errors: an exhausted heap surfaces as new[] reports it (std::bad_alloc); nothing is held then.
 ORIDAN_API bool invertMatrix(float** a, float** ainv, int n);
 
 /// Replaces a by its principal square root. At most 10000 passes, silent if that ends it.

@@ -40,9 +40,6 @@ void tiles_below(const float* const* a, int rowsA, const float* const* b, int le
 
 void plain_row_products(const float* const* a, int rowsA, const float* const* b, int rowsB, int length,
                         float* const* c) {
-    if (length <= 0) {
-        return;
-    }
     int j = 0;
     for (; j + 4 <= rowsB; j += 4) {
         tiles_below<4>(a, rowsA, b + j, length, c, j);

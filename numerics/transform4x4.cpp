@@ -2,6 +2,7 @@
 
 #include "numerics/arrays.h"
 #include "numerics/inverse.h"
+#include "numerics/plain_rows.h"
 
 void makeIdentityMatrix(float m[4][4]) {
     makeScaleMatrix(m, 1.0f, 1.0f, 1.0f);
@@ -47,8 +48,10 @@ void multiplyMatrixVector(float m[4][4], float v[4], float r[4]) {
 }
 
 void invertMatrix(float a[4][4], float ainv[4][4]) {
-    float** work = create2dArray(4, 4);
-    float** result = create2dArray(4, 4);
+    const numerics::PlainRows workRows(4);
+    const numerics::PlainRows resultRows(4);
+    float** work = workRows.rows();
+    float** result = resultRows.rows();
     for (int i = 0; i < 4; ++i) {
         for (int j = 0; j < 4; ++j) {
             work[i][j] = a[i][j];
@@ -61,8 +64,6 @@ void invertMatrix(float a[4][4], float ainv[4][4]) {
             ainv[i][j] = result[i][j];
         }
     }
-    delete2dArray(result, 4, 4);
-    delete2dArray(work, 4, 4);
 }
 
 void invertH4x4Matrix(float m[4][4], float minv[4][4]) {

@@ -121,6 +121,7 @@ FitWorkspace make_fit_workspace(int N, int L) {
     const long n = N;
     const long l = L;
     FitWorkspace ws{};
+    ws.samples = new SegmentSamples(N, L); // first: it may throw, and nothing is held yet
     ws.N = N;
     ws.L = L;
     ws.E = matrix(0, n - 1, 0, l - 1);
@@ -137,7 +138,6 @@ FitWorkspace make_fit_workspace(int N, int L) {
     ws.Y = matrix(0, n - 1, 0, n - 1);
     ws.w = fvector(0, n - 1);
     ws.triggers = ivector(0, n - 1);
-    ws.samples = new SegmentSamples(N, L);
     return ws;
 }
 

@@ -41,7 +41,8 @@ struct FitWorkspace {
     SegmentSamples* samples; ///< the windows' samples on their way from and to the recording
 };
 
-/// Fatal: a failed allocation ends the process through nrerror.
+/// Fatal: a failed allocation ends the process through nrerror; only that of SegmentSamples and of its table throws
+/// std::bad_alloc, and nothing is held then.
 FitWorkspace make_fit_workspace(int N, int L);
 void free_fit_workspace(FitWorkspace& workspace);
 

@@ -8,6 +8,7 @@
 #include <fstream>
 #include <ios>
 #include <locale>
+#include <new>
 #include <optional>
 #include <string>
 #include <system_error>
@@ -331,5 +332,11 @@ bool OridanArtifactRemovalPlugin::execute() {
         message_box("Can not execute this plugin - Nivora version 1.8.3 or higher required.");
         return endedAsFailure;
     }
-    return clean_recording();
+    try {
+        return clean_recording();
+    } catch (const std::bad_alloc&) { // of a text or a stream; everything is released, and nothing may leave the module
+        log_line("// OridanSuite> Not enough memory. Exiting plugin.");
+        stop_busy_cursor();
+        return endedAsFailure;
+    }
 }

@@ -1,5 +1,7 @@
 #include "plugin/entry_points.h"
 
+#include <new>
+
 #include "plugin/oridan_plugin.h"
 
 // The text names another plug-in's help; the workbench shows it as it is.
@@ -33,5 +35,5 @@ const char* getGUIScript() {
 }
 
 NivoraPluginInterface* createPlugin() {
-    return new OridanArtifactRemovalPlugin;
+    return new (std::nothrow) OridanArtifactRemovalPlugin;
 }

@@ -29,6 +29,7 @@ ORIDAN_API const char* getPluginVersion();
 ORIDAN_API const char* getGUIScript();
 
 /// Makes the plug-in.
-/// @return a new plug-in object; the caller owns it and deletes it through its virtual destructor.
+/// @return a new plug-in object, which the caller owns and deletes through its virtual destructor; null where there is
+///         no memory for it.
 ORIDAN_API NivoraPluginInterface* createPlugin();
 }

@@ -8,16 +8,27 @@ namespace {
 
 constexpr int significantDigits = 5;
 
-// The texts are the same whatever locale the program has set.
-std::ofstream open_text(const char* filename) {
-    std::ofstream file(filename);
-    file.imbue(std::locale::classic());
-    return file;
-}
+// A text file with its buffer: were the buffer taken from the heap when the file is opened, a lack of memory would show
+// only after an existing file has been truncated.
+class TextFile {
+public:
+    explicit TextFile(const char* filename) {
+        stream.rdbuf()->pubsetbuf(buffer, sizeof buffer);
+        stream.imbue(std::locale::classic()); // the texts are the same whatever locale the program has set
+        stream.open(filename);
+    }
+
+private:
+    char buffer[8192];
+
+public:
+    std::ofstream stream;
+};
 
 template <class T>
 void write_vector(const char* filename, const T* v, int n, int base) {
-    std::ofstream file = open_text(filename);
+    TextFile text(filename);
+    std::ofstream& file = text.stream;
     file.precision(significantDigits);
     for (long i = base; i < static_cast<long>(base) + n; ++i) {
         file << v[i] << '\n';
@@ -27,7 +38,8 @@ void write_vector(const char* filename, const T* v, int n, int base) {
 } // namespace
 
 void WriteFloatMatrix2Txt(char* filename, float** m, int nrows, int ncols, int base) {
-    std::ofstream file = open_text(filename);
+    TextFile text(filename);
+    std::ofstream& file = text.stream;
     file.precision(significantDigits);
     for (long r = base; r < static_cast<long>(base) + nrows; ++r) {
         for (long c = base; c < static_cast<long>(base) + ncols; ++c) {
@@ -48,7 +60,8 @@ void WriteDoubleVector2Txt(char* filename, double* v, int n, int base) {
 }
 
 void WriteFloatVector2SDM(char* filename, float* values, int n) {
-    std::ofstream file = open_text(filename);
+    TextFile text(filename);
+    std::ofstream& file = text.stream;
     file << "FileVersion:            " << 1 << "\n\n";
     file << "NrOfPredictors:         " << 2 << '\n';
     file << "NrOfDataPoints:         " << n << '\n';

@@ -1,0 +1,27 @@
+#pragma once
+
+/// @file
+/// Questions to the system about paths. They take no memory: the standard library's own make strings of every path,
+/// and throw where there is no memory. Not exported.
+namespace fileio {
+
+/// Whether the path, links followed, leads to anything.
+bool is_there(const char* path);
+
+/// Whether it leads to a regular file. Anything else (a directory, a pipe) would open and then misbehave, or block.
+bool is_regular_file(const char* path);
+
+/// Whether it leads to a pipe.
+bool is_pipe(const char* path);
+
+/// Whether both lead to the same file.
+bool is_same_file(const char* path, const char* other);
+
+/// Gives a file a length; false where that fails.
+bool set_length(const char* path, unsigned long long length);
+
+/// Removes what a failed save left; through a link the file itself, not the link. Only a regular file, never a device
+/// such as /dev/null.
+void remove_incomplete(const char* path);
+
+} // namespace fileio
