@@ -1,0 +1,14 @@
+#pragma once
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "workbench/batch/jobs_file.h"
+
+namespace workbench {
+
+/// The jobs and their files as JSON, for programs that start the jobs themselves.
+std::string job_list(const std::vector<Job>& jobs, const std::filesystem::path& results);
+
+} // namespace workbench
