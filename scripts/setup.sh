@@ -2,7 +2,8 @@
 # setup.sh [EXTRA_PACKAGE...]
 # Installs what the build, the demo and the tests need from Debian's packages, when it is missing.
 set -euo pipefail
-packages=(g++ cmake ninja-build libgtest-dev libcli11-dev nlohmann-json3-dev libopenblas-dev "$@")
+packages=(g++ cmake ninja-build libgtest-dev libcli11-dev nlohmann-json3-dev libopenblas-dev libbiosig-dev libfftw3-dev
+  zlib1g-dev "$@")
 
 missing=()
 for package in "${packages[@]}"; do

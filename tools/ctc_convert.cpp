@@ -240,7 +240,8 @@ void add_convert_command(CLI::App& app) {
         ->check(CLI::IsMember(std::vector<std::uint32_t>{1, 2}));
     command->add_flag("--overwrite", options->overwrite, "replace an existing file");
     command->footer("Recordings that are cut into conditions keep their ordering.\n"
-                    "Example:\n  ctc convert demo.ctc demo_16bit.ctc --datatype 3 --ordering 2\n");
+                    "Example, after workbench simulate -o demo.ctc:\n  ctc convert demo.ctc demo_16bit.ctc --datatype "
+                    "3 --ordering 2\n");
     command->callback([options] { convert(*options); });
 }
 

@@ -77,7 +77,8 @@ void add_cut_command(CLI::App& app) {
     add_selection_options(*command, options->selection);
     command->add_flag("--overwrite", options->overwrite, "replace an existing file");
     command->footer("The stored elements, their scales and their offsets stay as they are, bit for bit.\n"
-                    "Example:\n  ctc cut demo.ctc part.ctc --from 10 --to 20 --channels 1,3,5-8\n");
+                    "Example, after workbench simulate -o demo.ctc:\n  ctc cut demo.ctc part.ctc --from 10 --to 20 "
+                    "--channels 1,3,5-8\n");
     command->callback([options] { cut(*options); });
 }
 

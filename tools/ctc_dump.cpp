@@ -229,7 +229,8 @@ void add_dump_command(CLI::App& app) {
     command->add_option("-o,--output", options->output, "write to this file (default: standard output)");
     add_selection_options(*command, options->selection);
     command->add_flag("--overwrite", options->overwrite, "replace an existing file");
-    command->footer("Example:\n  ctc dump demo.ctc --from 1 --to 1.1 --channels 1-3\n");
+    command->footer(
+        "Example, after workbench simulate -o demo.ctc:\n  ctc dump demo.ctc --from 1 --to 1.1 --channels 1-3\n");
     command->callback([options] { dump(*options); });
 }
 

@@ -142,7 +142,7 @@ void add_info_command(CLI::App& app) {
     CLI::App* command = app.add_subcommand("info", "Show a recording's header and the range of every channel");
     command->add_option("FILE", options->file, "recording (.ctc)")->required();
     command->add_flag("--header", options->headerOnly, "the header only; the samples are not read");
-    command->footer("Example:\n  ctc info demo.ctc\n");
+    command->footer("Example, after workbench simulate -o demo.ctc:\n  ctc info demo.ctc\n");
     command->callback([options] { info(*options); });
 }
 

@@ -3,6 +3,7 @@
 #include <chrono>
 #include <cstdint>
 #include <cstdio>
+#include <exception>
 #include <filesystem>
 #include <iostream>
 #include <memory>
@@ -13,6 +14,7 @@
 #include <unistd.h>
 
 #include "workbench/dialogs.h"
+#include "workbench/failed_transfers.h"
 #include "workbench/host_products.h"
 #include "workbench/host_services.h"
 #include "workbench/input_error.h"
@@ -23,12 +25,14 @@
 #include "workbench/preflight.h"
 #include "workbench/protocol_file.h"
 #include "workbench/recording.h"
+#include "workbench/report/report.h"
 #include "workbench/result_check.h"
 #include "workbench/result_files.h"
 #include "workbench/run_error.h"
 #include "workbench/run_process.h"
 #include "workbench/run_settings.h"
 #include "workbench/whole_number.h"
+#include "workbench/window.h"
 #include "workbench/working_folder.h"
 
 namespace workbench {
@@ -44,6 +48,7 @@ struct RunOptions {
     std::string condition;
     RunSettings settings; // the condition is looked up in the protocol
     std::string output;
+    std::optional<std::string> report; // empty for the default name
     std::string product = "fixed";
     bool overwrite = false;
     bool quiet = false;
@@ -51,8 +56,7 @@ struct RunOptions {
 };
 
 // Inside the working folder the module sees these names, so that its 255-byte paths always suffice.
-constexpr const char* recordingLink = "recording.ctc";
-constexpr const char* cleanedName = "recording_OBS.ctc";
+constexpr const char* recordingLink = "recording.ctc"; // its copy is cleanedName
 constexpr const char* protocolLink = "protocol.prt";
 
 bool can_ask() {
@@ -155,6 +159,18 @@ void link_into(const fs::path& folder, const char* name, const fs::path& target)
     }
 }
 
+void note_changed_protocol(const fs::path& file, const Protocol& protocol) {
+    std::string now;
+    try {
+        now = protocol_text(read_protocol(file));
+    } catch (const InputError&) {
+        now.clear(); // gone, or spoilt
+    }
+    if (now != protocol_text(protocol)) {
+        say_notes({file.string() + " changed during the run; the triggers are those that it held at the start"});
+    }
+}
+
 // The one trial file that the run left in its folder, whatever the module made of the condition's name; empty when it
 // could not be written.
 fs::path written_trial_file(const fs::path& folder) {
@@ -178,15 +194,19 @@ std::string why_not_completed(std::string reason) {
 }
 
 // Executes the module in the working folder. Returns why the run did not reach its completed line, or nothing.
-std::string execute_module(const RunOptions& options, const RunSettings& settings, const Module& module) {
+std::string execute_module(const RunOptions& options, const RunSettings& settings, const Module& module,
+                           const Protocol& protocol) {
     const Verbosity verbosity =
         options.quiet ? Verbosity::quiet : (options.verbose ? Verbosity::verbose : Verbosity::normal);
     LogPane log(verbosity, isatty(STDOUT_FILENO) == 1);
-    HostState state{log, {recordingLink, protocolLink, settings, can_ask()}, std::nullopt, false};
+    HostState state{log, {recordingLink, protocolLink, settings, can_ask()}, protocol, std::nullopt, false};
     set_host_state(&state);
     use_product(options.product == "blas" ? Product::blas : Product::fixedOrder);
 
     const std::unique_ptr<NivoraPluginInterface> plugin(module.createPlugin());
+    if (plugin == nullptr) {
+        return "the module made no plug-in object: there is not enough memory";
+    }
     const bool initialised = plugin->initPlugin();
     const bool result = initialised && plugin->execute();
     log.close_live_line();
@@ -198,16 +218,72 @@ std::string execute_module(const RunOptions& options, const RunSettings& setting
 
 // The whole run, in a process of its own: the module, then a look at what it made.
 std::string run_and_check(const RunOptions& options, const RunSettings& settings, const Module& module,
-                          RecordingReader& recording, const fs::path& folder, int nTrials) {
+                          RecordingReader& recording, const Protocol& protocol, const fs::path& folder) {
     fs::current_path(folder);
-    const std::string failure = execute_module(options, settings, module);
-    if (!failure.empty()) {
-        return failure;
+    forget_failed_transfers();
+    std::string failure = execute_module(options, settings, module, protocol);
+    if (!failure.empty() && recording.changed()) {
+        failure = "the recording " + recording.path().string() + " changed during the run";
     }
+    const std::string lost = failed_transfer();
+    if (!failure.empty() || !lost.empty()) {
+        return failure + (failure.empty() || lost.empty() ? "" : ": ") + lost;
+    }
+    const ProtocolCondition& condition = protocol.conditions[static_cast<std::size_t>(*settings.condition)];
+    const float rate = recording.header().SamplingFrequency;
     const ResultCheck check =
-        check_result(recording, cleanedName, written_trial_file("."), static_cast<std::size_t>(nTrials));
+        check_result(recording, cleanedName, written_trial_file("."), trigger_samples(protocol, condition, rate),
+                     window_in_samples(*settings.pre, *settings.post, rate));
     say_notes(check.notes);
     return check.failure;
+}
+
+// Where the report goes; empty when none is wanted.
+fs::path report_file(const RunOptions& options, const ResultFiles& files) {
+    if (!options.report) {
+        return {};
+    }
+    return options.report->empty() ? fs::path(files.recording).replace_extension(".html") : fs::path(*options.report);
+}
+
+void check_report_file(const RunOptions& options, const ResultFiles& files, const fs::path& report) {
+    if (report.empty()) {
+        return;
+    }
+    for (const fs::path& result : {files.recording, files.trials}) {
+        if (fs::weakly_canonical(fs::absolute(report)) == fs::weakly_canonical(fs::absolute(result))) {
+            throw InputError("--report and the run's results name the same file " + report.string());
+        }
+    }
+    check_report_name(report, {options.module, options.data, options.protocol}, options.overwrite);
+}
+
+// The results are in place by now, and stay there whatever becomes of the report.
+void make_report(const RunOptions& options, const RunSettings& settings, const Module& module, const ResultFiles& files,
+                 const fs::path& report) {
+    ReportRequest request;
+    request.before = options.data;
+    request.after = files.recording;
+    request.protocol = options.protocol;
+    request.condition = std::to_string(*settings.condition + 1);
+    request.pre = settings.pre;
+    request.post = settings.post;
+    request.segment = settings.segment;
+    request.components = settings.components;
+    request.module = std::string(module.getPluginName()) + " " + module.getPluginVersion();
+    request.output = report;
+    request.overwrite = options.overwrite;
+    const auto fail = [](const std::string& reason, int status) {
+        throw RunError("no report: " + reason + "; the cleaned recording and its trigger times stay", status);
+    };
+    try {
+        write_report(request);
+    } catch (const RunError& error) {
+        fail(error.status == exitInterrupted ? "interrupted" : error.what(), error.status);
+    } catch (const std::exception& error) {
+        fail(error.what(), exitNotCompleted);
+    }
+    say(options, "Report:            " + report.string());
 }
 
 void run(RunOptions options) {
@@ -228,7 +304,10 @@ void run(RunOptions options) {
     const std::string condition =
         settings.condition ? protocol.conditions[static_cast<std::size_t>(*settings.condition)].name : "";
     const ResultFiles files = result_files(options.data, options.output, condition);
+    say_notes(clear_leftovers(folder_of(files.recording)));
     check_result_files(files, {options.data, options.protocol}, options.overwrite);
+    const fs::path report = report_file(options, files);
+    check_report_file(options, files, report);
     if (complete) {
         check_settings(recording, protocol, settings);
         require_space(recording, protocol, settings, folder_of(files.recording));
@@ -236,13 +315,12 @@ void run(RunOptions options) {
     }
 
     InterruptHold interrupt; // the working folder must go first
-    const WorkingFolder folder(folder_of(files.recording));
+    const WorkingFolder folder(folder_of(files.recording), files.trials.filename().string());
     link_into(folder.path(), recordingLink, options.data);
     link_into(folder.path(), protocolLink, options.protocol);
     const auto start = std::chrono::steady_clock::now();
-    const int nTrials = complete ? trials_of(protocol, settings) : 0;
     const std::string failure = run_in_child(
-        interrupt, [&] { return run_and_check(options, settings, module, recording, folder.path(), nTrials); });
+        interrupt, [&] { return run_and_check(options, settings, module, recording, protocol, folder.path()); });
     interrupt.throw_if_arrived();
     if (!failure.empty()) {
         throw RunError(failure + "; nothing was written", exitNotCompleted);
@@ -253,12 +331,16 @@ void run(RunOptions options) {
     } catch (const InputError& error) {
         throw RunError(std::string(error.what()) + "; nothing was written", exitNotCompleted);
     }
+    note_changed_protocol(options.protocol, protocol);
     char elapsed[32];
     std::snprintf(elapsed, sizeof elapsed, "%.1f s",
                   std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count());
     say(options, "Cleaned recording: " + files.recording.string());
     say(options, "Trigger times:     " + files.trials.string());
     say(options, "Time:              " + std::string(elapsed));
+    if (!report.empty()) {
+        make_report(options, settings, module, files, report);
+    }
 }
 
 } // namespace
@@ -281,6 +363,16 @@ void add_run_command(CLI::App& app) {
     command->add_option("-o,--output", options->output,
                         "cleaned recording (default: the recording's name with _OBS.ctc)");
     command
+        ->add_option(
+            "--report",
+            [options](const CLI::results_t& given) {
+                options->report = given[0] == "{}" ? "" : given[0]; // CLI11's sign for an option without its value
+                return true;
+            },
+            "make a report at the end: one HTML file (default: the cleaned recording's name with .html)")
+        ->type_name("[FILE]")
+        ->expected(0, 1);
+    command
         ->add_option("--product", options->product,
                      "matrix product: fixed, the same bits everywhere (default), or the installed blas")
         ->check(CLI::IsMember({"fixed", "blas"}));
@@ -291,9 +383,9 @@ void add_run_command(CLI::App& app) {
     auto* quiet = command->add_flag("--quiet", options->quiet, "print errors and notes only");
     command->add_flag("--verbose", options->verbose, "print the dialogs and every line of the log")->excludes(quiet);
     command->footer("What is missing is asked for on a terminal.\n"
-                    "Example:\n"
+                    "Example, after workbench simulate -o demo.ctc:\n"
                     "  workbench run build/release/OridanArtifactRemoval.so --data demo.ctc --protocol demo.prt \\\n"
-                    "      --condition 1 --pre 0 --post 63 --segment 50 --components 3\n");
+                    "      --condition 1 --pre 0 --post 63 --segment 50 --components 3 --report\n");
     command->callback([options] { run(*options); });
 }
 

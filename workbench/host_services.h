@@ -15,6 +15,7 @@ namespace workbench {
 struct HostState {
     LogPane& log;
     DialogAnswers answers;
+    const Protocol& checkedProtocol;  ///< what answers.protocolFile held when the run was checked; it counts
     std::optional<Protocol> protocol; ///< the current one, once loaded
     bool dialogCancelled = false;     ///< every later dialog is then cancelled too, and the run ended
 };

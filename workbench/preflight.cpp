@@ -14,6 +14,8 @@ namespace workbench {
 
 namespace {
 
+constexpr std::size_t largestBlock = std::size_t{1} << 20; // sample values looked at in one go
+
 void check_range(const char* option, const std::optional<int>& value, int lowest, int highest,
                  const std::string& what) {
     if (value && (*value < lowest || *value > highest)) {
@@ -60,12 +62,28 @@ void announce_data_type(const RecordingReader& recording, std::vector<std::strin
     }
 }
 
+// Notes for each channel whether a window holds another value than the first of its segment.
+void look_at_window(RecordingReader& recording, std::int64_t start, std::uint64_t length, bool firstOfSegment,
+                    std::vector<float>& block, std::vector<float>& first, std::vector<bool>& varies) {
+    const std::size_t nChannels = first.size();
+    const std::size_t blockLength = std::clamp<std::size_t>(largestBlock / nChannels, 1, length);
+    block.resize(nChannels * blockLength);
+    for (std::uint64_t done = 0; done < length; done += blockLength) {
+        const std::size_t count = std::min(blockLength, length - done);
+        recording.read(start + static_cast<std::int64_t>(done), static_cast<std::uint32_t>(count), block.data());
+        for (std::size_t c = 0; c < nChannels; ++c) {
+            const float* samples = &block[c * count];
+            first[c] = firstOfSegment && done == 0 ? samples[0] : first[c];
+            varies[c] = varies[c] || std::any_of(samples, samples + count, [&](float x) { return x != first[c]; });
+        }
+    }
+}
+
 // Channels that hold one and the same value in all windows of some segment.
 std::vector<std::uint32_t> flat_channels(RecordingReader& recording, const std::vector<std::int64_t>& triggers,
                                          const Window& window, std::size_t perSegment) {
     const std::size_t nChannels = recording.header().NrOfChannels;
-    const std::size_t length = static_cast<std::size_t>(window.length());
-    std::vector<float> samples(nChannels * length);
+    std::vector<float> block;
     std::vector<float> first(nChannels);
     std::vector<bool> varies(nChannels);
     std::vector<bool> flat(nChannels, false);
@@ -76,12 +94,8 @@ std::vector<std::uint32_t> flat_channels(RecordingReader& recording, const std::
             varies.assign(nChannels, false);
         }
         if (window.fits(triggers[i], recording.header().NrOfSamples)) {
-            recording.read(triggers[i] - window.preS, static_cast<std::uint32_t>(length), samples.data());
-            for (std::size_t c = 0; c < nChannels; ++c) {
-                const float* epoch = &samples[c * length];
-                first[c] = seen == 0 ? epoch[0] : first[c];
-                varies[c] = varies[c] || std::any_of(epoch, epoch + length, [&](float x) { return x != first[c]; });
-            }
+            look_at_window(recording, triggers[i] - window.preS, static_cast<std::uint64_t>(window.length()), seen == 0,
+                           block, first, varies);
             ++seen;
         }
         const bool segmentEnds = (i + 1) % perSegment == 0 || i + 1 == triggers.size();

@@ -10,6 +10,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include "workbench/command_completion.h"
 #include "workbench/input_error.h"
 #include "workbench/run_error.h"
 
@@ -62,7 +63,17 @@ std::string usage_error(const CLI::App& app, int argc, char** argv, const CLI::P
 
 } // namespace
 
+const char* program_version() {
+    return ORIDAN_VERSION;
+}
+
+const char* program_date() {
+    return ORIDAN_DATE;
+}
+
 int run_program(CLI::App& app, int argc, char** argv) {
+    app.set_version_flag("--version", app.get_name() + " " + program_version(), "Print the version and exit");
+    add_completion_commands(app);
     open_standard_streams();
     ignore_write_signals();
     try {

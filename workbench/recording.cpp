@@ -6,6 +6,8 @@
 #include <limits>
 #include <string>
 
+#include <sys/stat.h>
+
 #include "fileio/ctc_header.h"
 #include "workbench/input_error.h"
 #include "workbench/input_file.h"
@@ -45,6 +47,13 @@ float value_of_stored(const CTCStruct& header, std::uint32_t channel, const char
                          scaled ? header.ChannelOffsets[channel] : 0.0f);
 }
 
+// The file itself, whatever it is called.
+std::pair<std::uint64_t, std::uint64_t> identity_of(const std::filesystem::path& file) {
+    struct stat status {};
+    return ::stat(file.c_str(), &status) == 0 ? std::pair<std::uint64_t, std::uint64_t>{status.st_dev, status.st_ino}
+                                              : std::pair<std::uint64_t, std::uint64_t>{};
+}
+
 } // namespace
 
 RecordingReader::RecordingReader(const std::filesystem::path& file)
@@ -52,6 +61,7 @@ RecordingReader::RecordingReader(const std::filesystem::path& file)
     std::error_code gone;
     sizeWhenOpened_ = std::filesystem::file_size(file, gone);
     timeWhenOpened_ = std::filesystem::last_write_time(file, gone);
+    identityWhenOpened_ = identity_of(file);
     try {
         open_header();
     } catch (...) {
@@ -106,7 +116,7 @@ bool RecordingReader::changed() const {
     std::error_code error;
     const std::uint64_t size = std::filesystem::file_size(path_, error);
     return error || size != sizeWhenOpened_ || std::filesystem::last_write_time(path_, error) != timeWhenOpened_ ||
-           error;
+           error || identity_of(path_) != identityWhenOpened_;
 }
 
 std::uint64_t RecordingReader::size_when_whole() const {

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <fstream>
+#include <utility>
 #include <vector>
 
 #include "fileio/ctc.h"
@@ -30,7 +31,8 @@ public:
     /// Elements the header promises that the file does not hold; they are read as stored zeros, which a scaled data
     /// type turns into the channel's offset.
     std::uint64_t missing_elements() const;
-    /// The file's size or time of change is no longer what it was when it was opened, or it is gone.
+    /// The file's size or time of change is no longer what it was when it was opened, or it is gone, or another file
+    /// has its name.
     bool changed() const;
     /// Bytes that a file with this header and a whole data section has, at least those that this one has. The module
     /// views scaled floats as single bytes, and makes a recording of them that was cut short only that long.
@@ -55,6 +57,7 @@ private:
     std::uint64_t dataPosition_ = 0;
     std::uint64_t dataBytes_ = 0; // that the file really holds
     std::uint64_t sizeWhenOpened_ = 0;
+    std::pair<std::uint64_t, std::uint64_t> identityWhenOpened_{};
     std::filesystem::file_time_type timeWhenOpened_{};
     std::vector<char> block_;
 };

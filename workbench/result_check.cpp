@@ -1,12 +1,18 @@
 #include "workbench/result_check.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cmath>
 #include <cstdint>
+#include <cstring>
 #include <fstream>
 #include <iterator>
 
+#include <fcntl.h>
+#include <unistd.h>
+
 #include "workbench/channel_list.h"
+#include "workbench/copied_samples.h"
 #include "workbench/input_error.h"
 
 namespace workbench {
@@ -27,6 +33,19 @@ std::size_t complete_lines(const std::filesystem::path& path) {
     const std::string text{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
     const auto lines = static_cast<std::size_t>(std::count(text.begin(), text.end(), '\n'));
     return text.empty() || text.back() == '\n' ? lines : SIZE_MAX;
+}
+
+// Why a file's bytes did not reach the disk; empty when they did, or when the file system knows no such thing. Without
+// this a power cut could leave a name that stands for less, and an error that comes late would go unseen.
+std::string put_on_disk(const std::filesystem::path& file) {
+    const int descriptor = open(file.c_str(), O_RDONLY | O_CLOEXEC);
+    if (descriptor < 0) {
+        return std::strerror(errno);
+    }
+    const bool failed = fsync(descriptor) != 0 && errno != EINVAL && errno != ENOSYS;
+    const std::string reason = failed ? std::strerror(errno) : "";
+    close(descriptor);
+    return reason;
 }
 
 // Channels of a float recording that hold a value that is no number.
@@ -57,7 +76,8 @@ std::vector<std::uint32_t> channels_with_non_numbers(RecordingReader& recording)
 } // namespace
 
 ResultCheck check_result(RecordingReader& recording, const std::filesystem::path& cleaned,
-                         const std::filesystem::path& trials, std::size_t nTrials) {
+                         const std::filesystem::path& trials, const std::vector<std::int64_t>& triggers,
+                         const Window& window) {
     if (recording.changed()) {
         return {"the recording " + recording.path().string() + " changed during the run", {}};
     }
@@ -67,8 +87,19 @@ ResultCheck check_result(RecordingReader& recording, const std::filesystem::path
         first_bytes(cleaned, recording.data_position()) != first_bytes(recording.path(), recording.data_position())) {
         return {"the cleaned recording is not whole (is the disk full?)", {}};
     }
-    if (complete_lines(trials) != nTrials) {
+    if (complete_lines(trials) != triggers.size()) {
         return {"the trial file is not whole (is the disk full?)", {}};
+    }
+    if (!is_copy_outside_windows(recording, cleaned, triggers, window)) {
+        return {"the cleaned recording does not hold the recording's samples outside the windows of the triggers (was "
+                "it copied whole?)",
+                {}};
+    }
+    for (const std::filesystem::path& result : {cleaned, trials}) {
+        const std::string problem = put_on_disk(result);
+        if (!problem.empty()) {
+            return {"the results could not be put on the disk (" + problem + ")", {}};
+        }
     }
     ResultCheck check;
     if (recording.header().DataType == 1) {

@@ -1,11 +1,12 @@
 #pragma once
 
-#include <cstddef>
+#include <cstdint>
 #include <filesystem>
 #include <string>
 #include <vector>
 
 #include "workbench/recording.h"
+#include "workbench/window.h"
 
 namespace workbench {
 
@@ -16,9 +17,11 @@ struct ResultCheck {
 };
 
 /// The module checks nothing while it writes. This does afterwards: the recording must be the one that was opened, the
-/// cleaned one must have its header and a whole data section, the trial file a line for every trigger. Channels with
-/// values that are not numbers are named.
+/// cleaned one must have its header and a whole data section, hold the recording's samples outside the windows and be
+/// on the disk, the trial file have a line for every trigger. Channels with values that are not numbers are named.
+/// Throws InputError when a file cannot be read.
 ResultCheck check_result(RecordingReader& recording, const std::filesystem::path& cleaned,
-                         const std::filesystem::path& trials, std::size_t nTrials);
+                         const std::filesystem::path& trials, const std::vector<std::int64_t>& triggers,
+                         const Window& window);
 
 } // namespace workbench

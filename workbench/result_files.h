@@ -21,7 +21,7 @@ void check_result_files(const ResultFiles& files, const std::vector<std::filesys
 
 /// Moves both results to their places, or neither: a file that was replaced is put back when the other cannot be moved.
 /// @param folder  where they were made; takes a replaced trial file for the time being.
-/// Throws InputError.
+/// Throws InputError, or RunError where the trial file could be placed but not taken back.
 void move_results(const std::filesystem::path& folder, const std::filesystem::path& recording,
                   const std::filesystem::path& trials, const ResultFiles& files, bool overwrite);
 

@@ -1,59 +1,14 @@
 #include "workbench/trigger_table.h"
 
-#include <algorithm>
 #include <map>
 #include <optional>
 #include <vector>
 
+#include "workbench/csv_line.h"
 #include "workbench/input_error.h"
 #include "workbench/line_reader.h"
 
 namespace workbench {
-
-namespace {
-
-using Fields = std::vector<std::string>;
-
-// Takes one field from the line and leaves `at` behind it, at a comma or the end. False for broken quotes.
-bool take_field(const std::string& line, std::size_t& at, std::string& field) {
-    field.clear();
-    if (at >= line.size() || line[at] != '"') {
-        const std::size_t end = std::min(line.find(',', at), line.size());
-        field = line.substr(at, end - at);
-        at = end;
-        return field.find('"') == std::string::npos;
-    }
-    for (++at; at < line.size(); ++at) {
-        if (line[at] != '"') {
-            field += line[at];
-        } else if (at + 1 < line.size() && line[at + 1] == '"') { // a doubled quote stands for one
-            field += '"';
-            ++at;
-        } else {
-            ++at;
-            return at == line.size() || line[at] == ',';
-        }
-    }
-    return false;
-}
-
-std::optional<Fields> split(const std::string& line) {
-    Fields fields;
-    std::size_t at = 0;
-    while (true) {
-        std::string field;
-        if (!take_field(line, at, field)) {
-            return std::nullopt;
-        }
-        fields.push_back(field);
-        if (at == line.size()) {
-            return fields;
-        }
-        ++at; // the comma
-    }
-}
-
-} // namespace
 
 Protocol protocol_from_csv(const std::filesystem::path& file, const std::string& experiment) {
     if (const std::string problem = experiment_problem(experiment); !problem.empty()) {
@@ -61,7 +16,7 @@ Protocol protocol_from_csv(const std::filesystem::path& file, const std::string&
     }
     LineReader reader(file);
     std::optional<std::string> line = reader.next();
-    if (!line || split(*line) != Fields{"condition", "sample_number_0based"}) {
+    if (!line || csv_fields(*line) != std::vector<std::string>{"condition", "sample_number_0based"}) {
         reader.complain_about("the header \"condition,sample_number_0based\"", line);
     }
 
@@ -72,7 +27,7 @@ Protocol protocol_from_csv(const std::filesystem::path& file, const std::string&
         if (line->empty()) {
             continue;
         }
-        const std::optional<Fields> fields = split(*line);
+        const std::optional<std::vector<std::string>> fields = csv_fields(*line);
         if (!fields || fields->size() != 2) {
             reader.complain_about("a condition's name, a comma and a sample number", line);
         }

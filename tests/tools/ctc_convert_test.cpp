@@ -470,7 +470,7 @@ TEST_F(CtcConvert, ProgressIsShownOnATerminalOnly) {
 TEST_F(CtcConvert, HelpShowsAnExample) {
     EXPECT_NE(quiet_ctc({"--help"}).find("convert"), std::string::npos);
     for (const char* command : {"info", "convert", "cut", "dump"}) {
-        EXPECT_NE(quiet_ctc({command, "--help"}).find("Example:\n  ctc " + std::string(command) + " demo.ctc"),
+        EXPECT_NE(quiet_ctc({command, "--help"}).find("demo.ctc:\n  ctc " + std::string(command) + " demo.ctc"),
                   std::string::npos);
     }
 }
