@@ -39,3 +39,13 @@ set(oridan_avx512_options ${oridan_avx2_options} -mavx512f -mavx512dq -mavx512bw
 function(oridan_kernels set)
   set_source_files_properties(${ARGN} PROPERTIES COMPILE_OPTIONS "${oridan_${set}_options}")
 endfunction()
+
+# Programs that read files of others: what follows in the folder is compiled with the checks that distributions use. The
+# module stays as it is: its arithmetic has no buffers that a file could name the size of, and its speed counts.
+include(CheckPIESupported)
+check_pie_supported()
+macro(oridan_hardened)
+  add_compile_options($<$<CONFIG:Release>:-fstack-protector-strong> $<$<CONFIG:Release>:-D_FORTIFY_SOURCE=2>)
+  add_link_options(LINKER:-z,relro LINKER:-z,now)
+  set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+endmacro()

@@ -43,9 +43,14 @@ Function* next_function(const char* name) {
 
 } // namespace
 
-// The streams of the C++ library, in the module too, call these in the place of the system's.
+// The streams of the C++ library, in the module too, call these in the place of the system's. Here they go by other
+// names, which the system's headers do not know.
+#define WATCHED extern "C" __attribute__((visibility("default")))
+WATCHED ssize_t watched_read(int descriptor, void* data, size_t size) __asm__("read");
+WATCHED ssize_t watched_write(int descriptor, const void* data, size_t size) __asm__("write");
+WATCHED ssize_t watched_writev(int descriptor, const iovec* parts, int count) __asm__("writev");
 
-extern "C" __attribute__((visibility("default"))) ssize_t read(int descriptor, void* data, size_t size) {
+ssize_t watched_read(int descriptor, void* data, size_t size) {
     static auto* const next = next_function<ssize_t(int, void*, size_t)>("read");
     const ssize_t done = next(descriptor, data, size);
     if (done < 0) {
@@ -58,7 +63,7 @@ extern "C" __attribute__((visibility("default"))) ssize_t read(int descriptor, v
     return done;
 }
 
-extern "C" __attribute__((visibility("default"))) ssize_t write(int descriptor, const void* data, size_t size) {
+ssize_t watched_write(int descriptor, const void* data, size_t size) {
     static auto* const next = next_function<ssize_t(int, const void*, size_t)>("write");
     const ssize_t done = next(descriptor, data, size);
     if (done < 0) {
@@ -67,7 +72,7 @@ extern "C" __attribute__((visibility("default"))) ssize_t write(int descriptor, 
     return done;
 }
 
-extern "C" __attribute__((visibility("default"))) ssize_t writev(int descriptor, const iovec* parts, int count) {
+ssize_t watched_writev(int descriptor, const iovec* parts, int count) {
     static auto* const next = next_function<ssize_t(int, const iovec*, int)>("writev");
     const ssize_t done = next(descriptor, parts, count);
     if (done < 0) {

@@ -37,9 +37,9 @@ protected:
 
     // Lets it happen at each call of a run. What is kept is right for the recording and protocol as they were, or
     // (where it happened before they were read) as they became.
-    void at_each_call(const std::string& action, bool reads, const std::string& otherRight,
+    void at_each_call(const std::string& what, const std::string& action, bool reads, const std::string& otherRight,
                       const std::function<void()>& prepare = {}) {
-        Tally tally(action + (reads ? " at every call that reads files" : " at every call that changes files"));
+        Tally tally(what + (reads ? " at every call that reads files" : " at every call that changes files"));
         start_afresh();
         const long nCalls = count_calls(reads);
         // Those that read are many: all of them where scripts/faults.sh asks for it.
@@ -71,22 +71,22 @@ protected:
 
 TEST_F(ChangingFiles, ReplacedRecordingNeverGivesAMixture) {
     const std::string otherRight = right_for_other("rec.ctc", faults::recording_bytes(7));
-    at_each_call("rename other rec.ctc", false, "", write_other_recording);
+    at_each_call("recording replaced", "rename other rec.ctc", false, "", write_other_recording);
     EXPECT_GT(told_, 20);
-    at_each_call("rename other rec.ctc", true, otherRight, write_other_recording);
+    at_each_call("recording replaced", "rename other rec.ctc", true, otherRight, write_other_recording);
     EXPECT_GT(kept_, 0);
 }
 
 TEST_F(ChangingFiles, ShrinkingRecordingIsTold) {
-    at_each_call("cut rec.ctc", false, "");
+    at_each_call("recording cut short", "cut rec.ctc", false, "");
     EXPECT_GT(told_, 20);
-    at_each_call("cut rec.ctc", true, "");
+    at_each_call("recording cut short", "cut rec.ctc", true, "");
 }
 
 TEST_F(ChangingFiles, VanishingRecordingIsTold) {
-    at_each_call("remove rec.ctc", false, "");
+    at_each_call("recording removed", "remove rec.ctc", false, "");
     EXPECT_GT(told_, 20);
-    at_each_call("remove rec.ctc", true, "");
+    at_each_call("recording removed", "remove rec.ctc", true, "");
 }
 
 // The run keeps to the triggers that were checked, and says so.
@@ -98,15 +98,15 @@ TEST_F(ChangingFiles, ReplacedProtocolDoesNotMatter) {
     const std::string otherRight = right_for_other("rec.prt", other);
     const auto write_other = [&] { write_file("other", other); };
     const long nCalls = count_calls(false);
-    at_each_call("rename other rec.prt", false, "", write_other);
+    at_each_call("protocol replaced", "rename other rec.prt", false, "", write_other);
     EXPECT_EQ(kept_, nCalls);
     EXPECT_GT(told_, nCalls / 2);
-    at_each_call("rename other rec.prt", true, otherRight, write_other);
+    at_each_call("protocol replaced", "rename other rec.prt", true, otherRight, write_other);
 }
 
 TEST_F(ChangingFiles, VanishingProtocolDoesNotMatter) {
     const long nCalls = count_calls(false);
-    at_each_call("remove rec.prt", false, "");
+    at_each_call("protocol removed", "remove rec.prt", false, "");
     EXPECT_EQ(kept_, nCalls);
     EXPECT_GT(told_, nCalls / 2);
 }

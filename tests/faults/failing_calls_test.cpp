@@ -1,8 +1,10 @@
 // Calls of the operating system that fail: the user is told, and nothing is kept but right results.
 
 #include <cerrno>
+#include <cstdlib>
 #include <filesystem>
 #include <string>
+#include <vector>
 
 #include "tests/faults/faulty_run.h"
 
@@ -63,6 +65,19 @@ TEST_F(FailingCalls, OneFailedReadIsToldOrDoesNotMatter) {
 TEST_F(FailingCalls, OneReadThatEndsTooEarlyIsToldOrDoesNotMatter) {
     fail_each("end", true);
     EXPECT_GT(told_, 5);
+}
+
+// A copy may go wrong without any call that fails.
+TEST_F(FailingCalls, CopyThatDiffersOutsideTheWindowsIsFound) {
+    Tally tally("copy that differs outside the windows");
+    tally.trial_begins();
+    std::vector<std::string> arguments = command();
+    arguments[2] = MISBEHAVING_MODULE_PATH;
+    const CommandResult result = support::run_command(arguments, {}, [] { setenv("MISBEHAVE", "spoil the copy", 1); });
+    expect_one_error(result);
+    EXPECT_NE(result.err.find("does not hold the recording's samples outside the windows"), std::string::npos)
+        << result.err;
+    EXPECT_EQ(files(), (std::vector<std::string>{"rec.ctc", "rec.prt"}));
 }
 
 } // namespace

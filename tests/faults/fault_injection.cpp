@@ -134,7 +134,12 @@ bool opens_for_change(const char* mode) {
 #pragma GCC visibility push(default)
 extern "C" {
 
-ssize_t read(int descriptor, void* data, size_t size) {
+// Names that the system's headers have a use for themselves.
+ssize_t faulty_read(int descriptor, void* data, size_t size) __asm__("read");
+int faulty_open(const char* name, int flags, ...) __asm__("open");
+int faulty_flock(int descriptor, int operation) noexcept __asm__("flock");
+
+ssize_t faulty_read(int descriptor, void* data, size_t size) {
     static auto* const next = next_function<ssize_t(int, void*, size_t)>("read");
     if (is_file(descriptor) && fails(true, false)) {
         return std::strcmp(plan().action, "end") == 0 ? 0 : -1;
@@ -164,7 +169,7 @@ FILE* fopen64(const char* name, const char* mode) {
     return fails(!change, change) ? nullptr : next(name, mode);
 }
 
-int open(const char* name, int flags, ...) {
+int faulty_open(const char* name, int flags, ...) {
     static auto* const next = next_function<int(const char*, int, ...)>("open");
     va_list arguments;
     va_start(arguments, flags);
@@ -204,7 +209,7 @@ int fsync(int descriptor) {
     return fails(false, true) ? -1 : next(descriptor);
 }
 
-int flock(int descriptor, int operation) noexcept {
+int faulty_flock(int descriptor, int operation) noexcept {
     static auto* const next = next_function<int(int, int)>("flock");
     return fails(false, false) ? -1 : next(descriptor, operation);
 }

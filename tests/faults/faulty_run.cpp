@@ -1,13 +1,11 @@
 #include "tests/faults/faulty_run.h"
 
 #include <algorithm>
-#include <chrono>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
-#include <thread>
 
 #include <fcntl.h>
 #include <grp.h>

@@ -85,7 +85,7 @@ private:
 /// changes the noise.
 std::string recording_bytes(unsigned int seed = 99);
 
-/// Waits until the process group is gone and no process holds a lock in a working folder here.
+/// Waits until no process holds the lock of a working folder here: those that were killed are gone then.
 void wait_for_the_dead();
 
 } // namespace faults

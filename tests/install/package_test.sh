@@ -60,6 +60,6 @@ cd "$work/deb/usr/share/doc/OridanArtifactRemoval"
 for page in README.md docs/*.md; do
   while read -r link; do
     [ -e "$(dirname "$page")/$link" ] || fail "$page: $link is not there"
-  done < <(grep -oE '\]\([A-Za-z0-9_./-]+' "$page" | cut -c3- | grep -vE '^https?:|^examples/$|CONTRIBUTING.md$')
+  done < <(grep -oE '\]\([A-Za-z0-9_./-]+' "$page" | cut -c3- | grep -vE '^https?$|^examples/$|CONTRIBUTING.md$')
 done
 echo "packed, unpacked, used"

@@ -65,6 +65,11 @@ public:
         } else if (how == "change the recording") {
             complete();
             std::ofstream("recording.ctc", std::ios::app) << "more";
+        } else if (how == "spoil the copy") {
+            complete();
+            std::fstream copy("recording_OBS.ctc", std::ios::in | std::ios::out | std::ios::binary);
+            copy.seekp(-1, std::ios::end);
+            copy.put('x');
         } else if (how == "take the result's name") {
             std::filesystem::create_directory(setting("RESULT"));
             complete();
