@@ -3,7 +3,7 @@
 # Installs what is missing, builds, and runs every test: as people run the module, then under the sanitizers.
 set -euo pipefail
 cd "$(dirname "$0")/.."
-scripts/setup.sh binutils doxygen pkg-config dpkg-dev mandoc chromium chromium-driver python3-selenium \
+scripts/setup.sh binutils doxygen pkg-config dpkg-dev file mandoc chromium chromium-driver python3-selenium \
   fonts-dejavu-core snakemake
 
 for preset in release asan; do
