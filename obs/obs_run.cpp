@@ -83,7 +83,7 @@ bool copy_recording(const std::string& inputPath, const std::string& outputPath)
     if (can_be_opened_for_writing(outputPath)) {
         output.open(outputPath, std::ios::binary | std::ios::trunc);
     }
-    input >> output.rdbuf();
+    input >> std::noskipws >> output.rdbuf(); // a recording may begin with a byte that is a blank or a tab
     return true;
 }
 

@@ -93,9 +93,10 @@ void SegmentSamples::read(const FitSettings& s, CTCStruct* ctc, unsigned int cha
     ORIDAN_STEP(read);
     find_stretches(s, *ctc, triggers, own);
     std::erase_if(stretches_, [&](const Stretch& stretch) {
-        GetChannelSamples(stretch.samples, ctc, channel, static_cast<unsigned int>(stretch.firstSample),
-                          static_cast<unsigned int>(stretch.count));
-        return !moved_whole(*ctc); // then each window is tried by itself
+        const unsigned int read =
+            GetChannelSamples(stretch.samples, ctc, channel, static_cast<unsigned int>(stretch.firstSample),
+                              static_cast<unsigned int>(stretch.count));
+        return read == 0 || !moved_whole(*ctc); // then each window is tried by itself
     });
     for (int k = 0; k < s.N; ++k) {
         if (!window_is_valid(s, *ctc, triggers[k])) {

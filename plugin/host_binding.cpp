@@ -35,6 +35,7 @@ bool InitNVAccess() {
     if (process == nullptr || !bind(process, "nvGetVersionOfNivora", host::nvGetVersionOfNivora)) {
         return false;
     }
+#define REQUIRED_HOST_FUNCTION(name) // bound above
 #define HOST_FUNCTION(name) bind(process, #name, host::name);
 #include "plugin/host_functions.def"
 #undef HOST_FUNCTION

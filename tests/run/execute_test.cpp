@@ -489,6 +489,23 @@ TEST_F(Execute, TriggersOutsideTheRecordingAreSkipped) {
     EXPECT_EQ(read_file("rec_OBS.ctc").size(), read_file("rec.ctc").size());
 }
 
+TEST_F(Execute, RecordingWhoseFirstByteIsABlankIsCopiedWhole) {
+    const std::string whole = read_file("rec.ctc");
+    for (const char first : {'\t', '\n', '\v', '\f', '\r', ' '}) {
+        const std::string versioned = first + whole.substr(1);
+        write_file("rec.ctc", versioned);
+        const HostRun run = execute_module(script);
+        EXPECT_EQ(run.starting_with("log // OridanSuite> Artifact template removal completed!").size(), 1U);
+        const std::string after = read_file("rec_OBS.ctc");
+        ASSERT_EQ(after.size(), versioned.size());
+        EXPECT_EQ(after.substr(0, 50), versioned.substr(0, 50));
+    }
+    write_file("rec.ctc", "      " + whole);
+    const HostRun run = execute_module(script);
+    EXPECT_TRUE(run.starting_with("log // OridanSuite> Reading OK.").empty());
+    EXPECT_EQ(read_file("rec_OBS.ctc"), "      " + whole);
+}
+
 TEST_F(Execute, RecordingCutShortIsLengthenedWithZerosAndCleaned) {
     const std::string whole = read_file("rec.ctc");
     write_file("rec.ctc", whole.substr(0, whole.size() - 2000));

@@ -223,7 +223,9 @@ std::string moderate_bytes(Random& random, const Sizes& sizes) {
 
 support::CtcHeader random_header(Random& random, const Sizes& sizes) {
     support::CtcHeader header;
-    header.fileVersion = one_in(random, 40) ? 0 : one_of<std::uint32_t>(random, {1, 1, 1, 2, 7, 0xFFFFFFFFU});
+    // Some begin with the byte of a tab, an end of line or a blank.
+    header.fileVersion =
+        one_in(random, 40) ? 0 : one_of<std::uint32_t>(random, {1, 1, 1, 2, 7, 0xFFFFFFFFU, 9, 10, 13, 0x20202020U});
     if (one_in(random, 12)) {
         header.compressionType = static_cast<std::uint32_t>(between(random, 1, 3));
         header.compressionParams.assign(static_cast<std::size_t>(random.below(4)), 0xABCD1234U);
