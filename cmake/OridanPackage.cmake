@@ -39,9 +39,11 @@ install(DIRECTORY workflow DESTINATION "${CMAKE_INSTALL_DOCDIR}" PATTERN ".snake
 file(READ "${CMAKE_SOURCE_DIR}/workbench/report/page/vendor/LICENSE" UPLOT_LICENSE)
 string(REPLACE "\n" "\n " UPLOT_LICENSE " ${UPLOT_LICENSE}")
 configure_file("${CMAKE_CURRENT_LIST_DIR}/debian/copyright.in" "${CMAKE_BINARY_DIR}/debian/copyright" @ONLY)
+execute_process(COMMAND date -u -R -d "${ORIDAN_DATE}" OUTPUT_VARIABLE changelog_date OUTPUT_STRIP_TRAILING_WHITESPACE
+  COMMAND_ERROR_IS_FATAL ANY)
 file(WRITE "${CMAKE_BINARY_DIR}/debian/changelog"
   "oridan (${PROJECT_VERSION}) bookworm; urgency=medium\n\n  * See README.md and CHANGELOG.md.\n\n"
-  " -- The Oridan developers <oridan@example.org>  Sat, 21 Nov 2026 00:00:00 +0000\n")
+  " -- The Oridan developers <oridan@example.org>  ${changelog_date}\n")
 execute_process(COMMAND gzip -9nkf "${CMAKE_BINARY_DIR}/debian/changelog" COMMAND_ERROR_IS_FATAL ANY)
 install(FILES "${CMAKE_BINARY_DIR}/debian/copyright" "${CMAKE_BINARY_DIR}/debian/changelog.gz"
   DESTINATION "${CMAKE_INSTALL_DATADIR}/doc/oridan")
@@ -61,6 +63,9 @@ exports it. The program ctc looks into recordings, converts and cuts them. The
 plug-in module for the Nivora workbench, and its library with headers, are part
 of the package.")
 set(CPACK_STRIP_FILES ON)
+# The same sources give the same packages, byte for byte (scripts/release.sh --twice): dates and permissions inside do not
+# depend on when and where they were made.
+set(CPACK_PRE_BUILD_SCRIPTS "${CMAKE_CURRENT_LIST_DIR}/SettlePackage.cmake")
 set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE
   WORLD_READ WORLD_EXECUTE)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
