@@ -13,7 +13,7 @@ set(module_dir "${CMAKE_INSTALL_LIBDIR}/oridan")
 add_library(oridan SHARED)
 target_link_libraries(oridan PRIVATE oridan_fileio oridan_stats oridan_numerics oridan_flags)
 target_link_options(oridan PRIVATE
-  LINKER:-Bsymbolic-functions LINKER:-z,defs LINKER:-z,now LINKER:-z,relro
+  LINKER:-Bsymbolic-functions $<$<CONFIG:Release>:LINKER:-z,defs> LINKER:-z,now LINKER:-z,relro
   LINKER:--version-script=${CMAKE_CURRENT_LIST_DIR}/linked_library.map)
 set_target_properties(oridan PROPERTIES
   VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR}.${PROJECT_VERSION_MINOR}

@@ -4,7 +4,7 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 scripts/setup.sh binutils doxygen pkg-config dpkg-dev file mandoc chromium chromium-driver python3-selenium \
-  fonts-dejavu-core snakemake
+  fonts-dejavu-core snakemake clang-14 libclang-rt-14-dev
 
 for preset in release asan; do
   echo "== $preset: building"

@@ -1,4 +1,4 @@
-// Built once per workbench variant: MISSING_HOST_FUNCTION is the name that this process does not export, or "".
+// Linked once per workbench variant: missingHostFunction is the name that this process does not export, or "".
 
 #include "plugin/host_binding.h"
 
@@ -9,12 +9,16 @@
 #include <cstdint>
 #include <cstring>
 
+#include "plugin/oridan_plugin.h"
+
+extern const char* const missingHostFunction;
+
 namespace {
 
 using Address = std::uintptr_t;
 
 bool is_missing(const char* name) {
-    return std::strcmp(name, MISSING_HOST_FUNCTION) == 0;
+    return std::strcmp(name, missingHostFunction) == 0;
 }
 
 // What the process itself says of a name.
@@ -56,6 +60,19 @@ TEST(Host, ExportsEveryNameButTheMissingOne) {
     HOST_FUNCTION(nv_intel_matrix_vector_mult_d)
 #undef HOST_FUNCTION
     EXPECT_NE(exported("nvMessageBox"), exported("nvShowLogTab"));
+}
+
+TEST(InitPlugin, BindsNothing) {
+    set_leftovers();
+    OridanArtifactRemovalPlugin plugin;
+    EXPECT_TRUE(plugin.initPlugin());
+#define HOST_FUNCTION(name) EXPECT_EQ(address_of(host::name), leftover) << #name;
+#include "plugin/host_functions.def"
+    HOST_FUNCTION(nv_intel_matrix_matrix_mult_f)
+    HOST_FUNCTION(nv_intel_matrix_matrix_mult_d)
+    HOST_FUNCTION(nv_intel_matrix_vector_mult_f)
+    HOST_FUNCTION(nv_intel_matrix_vector_mult_d)
+#undef HOST_FUNCTION
 }
 
 TEST(InitNVAccess, BindsWhatTheWorkbenchHasAndNeedsTheVersionOnly) {

@@ -2,6 +2,9 @@
 
 #include "export.h"
 
+extern const char* const missingHostFunction;
+const char* const missingHostFunction = MISSING_HOST_FUNCTION;
+
 extern "C" {
 #define HOST_FUNCTION(name)                                                                                            \
     ORIDAN_API void name();                                                                                            \
