@@ -47,10 +47,10 @@ if [ $# -eq 0 ]; then
   "$workbench" simulate -o demo.ctc --overwrite >/dev/null
   echo "Removing it with the module ..."
   start=$(date +%s.%N)
-  "$workbench" run "$module" --data demo.ctc --protocol demo.prt --condition slice --pre 0 --post 63 --segment 50 \
+  "$workbench" run "$module" --data demo.ctc --protocol demo.prt --condition slice --pre 0 --post 64 --segment 50 \
     --components 3 --overwrite --quiet
   seconds=$(seconds_since "$start")
-  result=$("$workbench" compare demo.ctc demo_OBS.ctc --protocol demo.prt --condition slice --pre 0 --post 63 \
+  result=$("$workbench" compare demo.ctc demo_OBS.ctc --protocol demo.prt --condition slice --pre 0 --post 64 \
     --truth demo.clean.ctc --csv -)
   printf '\n%-28s %10.2f uV\n%-28s %10.2f uV\n%-28s %10.1f dB\n%-28s %10s s\n\n' \
     "artifact RMS before" "$(column artifact_rms_before <<<"$result")" \

@@ -385,7 +385,7 @@ void add_run_command(CLI::App& app) {
     command->footer("What is missing is asked for on a terminal.\n"
                     "Example, after workbench simulate -o demo.ctc:\n"
                     "  workbench run build/release/OridanArtifactRemoval.so --data demo.ctc --protocol demo.prt \\\n"
-                    "      --condition 1 --pre 0 --post 63 --segment 50 --components 3 --report\n");
+                    "      --condition 1 --pre 0 --post 64 --segment 50 --components 3 --report\n");
     command->callback([options] { run(*options); });
 }
 

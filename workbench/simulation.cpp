@@ -81,11 +81,11 @@ SuggestedSettings suggested_settings(Artifact artifact, float rate, std::size_t 
     if (artifact == Artifact::heartbeat) {
         return {50, 610, segment_of(30), 2};
     }
-    // The longest window that does not reach into the next slice.
-    const auto slice = static_cast<std::int64_t>(slicePeriod * static_cast<double>(rate));
-    int post = static_cast<int>(slicePeriod * 1000.0);
-    while (post > 0 && window_in_samples(0, post, rate).length() > slice) {
-        --post;
+    // The shortest window that leaves no sample between two slices, as `check` suggests it.
+    const auto longestDistance = static_cast<std::int64_t>(std::ceil(slicePeriod * static_cast<double>(rate)));
+    int post = 0;
+    while (window_in_samples(0, post, rate).length() < longestDistance) {
+        ++post;
     }
     return {0, post, segment_of(50), 3};
 }

@@ -109,7 +109,7 @@ eval "$commands" || fail "the README's commands without CMake"
 [ "$(pkg-config --variable=module oridan)" -ef "$module" ] || fail "pkg-config does not know where the module is"
 
 # The installed workbench runs the installed module.
-"$PREFIX/bin/workbench" run "$module" --data recording.ctc --protocol recording.prt --condition slice --pre 0 --post 63 \
+"$PREFIX/bin/workbench" run "$module" --data recording.ctc --protocol recording.prt --condition slice --pre 0 --post 64 \
   --segment 50 --components 3 --quiet
 [ -s recording_OBS.ctc ] || fail "nothing was cleaned"
 echo "installed, moved, used"

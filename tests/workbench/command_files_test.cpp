@@ -102,7 +102,7 @@ TEST_F(Commands, SimulateWritesRecordingProtocolAndTruth) {
     EXPECT_EQ(said, "Wrote s.ctc (2 channels, 4 s at 250 Hz, gradient artifact),\n  s.prt (condition slice, " +
                         std::to_string(triggers) +
                         " triggers) and\n  s.clean.ctc (the same without artifact)\nSettings that suit it:\n  --data "
-                        "s.ctc --protocol s.prt --condition slice --pre 0 --post 63 --segment " +
+                        "s.ctc --protocol s.prt --condition slice --pre 0 --post 64 --segment " +
                         std::to_string(std::min<std::size_t>(50, triggers)) + " --components 3\n");
     for (const char* name : {"s.ctc", "s.clean.ctc"}) {
         const workbench::RecordingReader reader(name);
