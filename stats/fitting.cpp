@@ -147,7 +147,7 @@ void fleg2D(float x, float* afunc, int) {
     const int m = polynomials_per_axis();
     float* p = legendre_vector(centred(column, size), m);
     float* q = legendre_vector(centred(row, size), m);
-    int idx = 1;
+    long idx = 1; // more products than an int counts fit into memory
     for (int i = 1; i <= m; ++i) {
         for (int j = 1; j <= m - i + 1; ++j) {
             afunc[idx++] = p[i] * q[j];
@@ -168,7 +168,7 @@ void fleg3D(float x, float* afunc, int) {
     float* p = legendre_vector(centred(rest % size, size), m);
     float* q = legendre_vector(centred(rest / size, size), m);
     float* r = legendre_vector(centred(z, slices), m);
-    int idx = 1;
+    long idx = 1; // more products than an int counts fit into memory
     for (int i = 1; i <= m; ++i) {
         for (int j = 1; j <= m - i + 1; ++j) {
             for (int l = 1; l <= m - i - j + 1; ++l) { // one fewer than in two dimensions: kept

@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <limits>
 #include <numeric>
+#include <utility>
 #include <vector>
 
 #include "stats/beta.h"
@@ -70,6 +71,14 @@ float rounded(long double value) {
     return static_cast<float>(value);
 }
 
+float product_of(float a, float b) {
+    return rounded(static_cast<long double>(a) * static_cast<long double>(b));
+}
+
+float sum_of(float a, float b) {
+    return rounded(static_cast<long double>(a) + static_cast<long double>(b));
+}
+
 struct Sums {
     float xx = 0.0f;
     float yy = 0.0f;
@@ -84,10 +93,7 @@ float mean_of(const Floats& values) {
 Sums deviation_sums(const Floats& x, const Floats& y) {
     const float meanX = mean_of(x);
     const float meanY = mean_of(y);
-    const auto add_product = [](float& sum, float a, float b) {
-        const float product = rounded(static_cast<long double>(a) * static_cast<long double>(b));
-        sum = rounded(static_cast<long double>(sum) + static_cast<long double>(product));
-    };
+    const auto add_product = [](float& sum, float a, float b) { sum = sum_of(sum, product_of(a, b)); };
     Sums sums;
     for (std::size_t i = 0; i < x.size(); ++i) {
         add_product(sums.xx, x[i] - meanX, x[i] - meanX);
@@ -106,6 +112,45 @@ float single_quotient(float numerator, float product) {
 // Root and quotient in a wider format, rounded once.
 float wide_quotient(float numerator, float product) {
     return rounded(static_cast<long double>(numerator) / std::sqrt(static_cast<long double>(product)));
+}
+
+struct RunningSums {
+    float n = 0.0f;
+    float sx = 0.0f;
+    float sy = 0.0f;
+    float sxx = 0.0f;
+    float syy = 0.0f;
+    float sxy = 0.0f;
+};
+
+testing::AssertionResult same_sums(const RunningSums& expected, const RunningSums& found) {
+    const Floats wanted{expected.n, expected.sx, expected.sy, expected.sxx, expected.syy, expected.sxy};
+    const Floats got{found.n, found.sx, found.sy, found.sxx, found.syy, found.sxy};
+    return same_bits(wanted.data(), got.data(), 0, 5);
+}
+
+// How far a value lies from the mean of n values: the mean is rounded first, then the difference.
+float deviation(float value, float sum, float n) {
+    return sum_of(value, -rounded(static_cast<long double>(sum) / static_cast<long double>(n)));
+}
+
+// The same rounded once only.
+float wide_deviation(float value, float sum, float n) {
+    return rounded(static_cast<long double>(value) - static_cast<long double>(sum) / static_cast<long double>(n));
+}
+
+// What one more pair makes of the sums, float at each operation.
+RunningSums with_pair(const RunningSums& before, float x, float y) {
+    RunningSums after;
+    after.n = sum_of(before.n, 1.0f);
+    after.sx = sum_of(before.sx, x);
+    after.sy = sum_of(before.sy, y);
+    const float dx = deviation(x, after.sx, after.n);
+    const float dy = deviation(y, after.sy, after.n);
+    after.sxx = sum_of(before.sxx, product_of(dx, dx));
+    after.syy = sum_of(before.syy, product_of(dy, dy));
+    after.sxy = sum_of(before.sxy, product_of(dx, dy));
+    return after;
 }
 
 struct Pairs {
@@ -143,6 +188,49 @@ float tie_sum(Floats values) {
         group = end;
     }
     return sum;
+}
+
+// What the statistics of n ranks with these tie sums compare the sum of squared differences with.
+struct RankExpectation {
+    long double cube; // n^3 - n
+    float fac;
+    float vard;
+    long double ties;
+    float aved;
+};
+
+RankExpectation rank_expectation(std::size_t n, float sf, float sg) {
+    const float en = static_cast<float>(n);
+    RankExpectation result{};
+    result.cube = static_cast<long double>(sum_of(product_of(product_of(en, en), en), -en));
+    result.fac =
+        rounded((1 - static_cast<long double>(sf) / result.cube) * (1 - static_cast<long double>(sg) / result.cube));
+    const long double next = static_cast<long double>(product_of(sum_of(en, 1.0f), sum_of(en, 1.0f)));
+    const long double count = static_cast<long double>(en);
+    result.vard = rounded((count - 1) * count * count * next / 36 * static_cast<long double>(result.fac));
+    result.ties = static_cast<long double>(sum_of(sf, sg)) / 12;
+    result.aved = rounded(result.cube / 6 - result.ties);
+    return result;
+}
+
+// 1..n in any order.
+Floats random_ranks(support::Random& random, std::size_t n) {
+    Floats ranks(n);
+    std::iota(ranks.begin(), ranks.end(), 1.0f);
+    for (std::size_t i = n; i > 1; --i) {
+        std::swap(ranks[i - 1], ranks[static_cast<std::size_t>(random.below(static_cast<int>(i)))]);
+    }
+    return ranks;
+}
+
+// The squared differences of the ranks, each a float, added one by one in ascending order of `place` (1..n).
+float sum_of_squares(const Floats& ranks1, const Floats& ranks2, const Floats& place) {
+    Floats squares(place.size());
+    for (std::size_t i = 0; i < place.size(); ++i) {
+        const float difference = ranks1[i] - ranks2[i];
+        squares[static_cast<std::size_t>(place[i]) - 1] = product_of(difference, difference);
+    }
+    return std::accumulate(squares.begin(), squares.end(), 0.0f, sum_of);
 }
 
 } // namespace
@@ -224,6 +312,35 @@ TEST(PearsnProb, WithoutSpreadIsZeroWithProbabilityOne) {
     EXPECT_EQ(result.z, untouched);
 }
 
+TEST(PearsnProb, NanAmongTheValuesCountsAsNoCorrelation) {
+    for (const Result& result : {correlate(pearsn_prob, {1.0f, quietNan, 3.0f, 4.0f}, {2.0f, 3.0f, 4.0f, 7.0f}),
+                                 correlate(pearsn_prob, {2.0f, 3.0f, 4.0f, 7.0f}, {1.0f, quietNan, 3.0f, 4.0f})}) {
+        EXPECT_TRUE(same_bits(0.0f, result.r));
+        EXPECT_TRUE(same_bits(1.0f, result.prob));
+        EXPECT_EQ(result.z, untouched);
+    }
+}
+
+TEST(PearsnProb, TheDegreesOfFreedomAreTwoFewerThanTheCountBeforeItIsRounded) {
+    // 2^24 + 1 pairs, whose number as float is 2^24 already; 2^24 - 1 degrees of freedom are a float. The one array
+    // serves as both samples, one element apart.
+    constexpr unsigned long n = (1UL << 24) + 1;
+    Floats values(n + 2, 0.0f);
+    values[1] = 2.0f;
+    values[2] = 4096.0f;
+    Result result;
+    pearsn_prob(values.data(), values.data() + 1, n, &result.r, &result.prob, &result.z);
+    const long double r = static_cast<long double>(result.r);
+    const auto probability = [&](float df) {
+        const long double wide = static_cast<long double>(df);
+        const float t = rounded(r * std::sqrt(wide / ((1 - r) * (1 + r))));
+        const float sum = sum_of(df, product_of(t, t));
+        return betai(df / 2.0f, 0.5f, rounded(wide / static_cast<long double>(sum)));
+    };
+    EXPECT_TRUE(same_bits(probability(16777215.0f), result.prob));
+    EXPECT_GT(std::abs(probability(16777214.0f) - result.prob), 0.01f) << "the example does not show the order";
+}
+
 TEST(PearsnProb, FormsRAndTInDoubleAndTheRestInFloat) {
     support::Random random(22);
     int different = 0;
@@ -297,6 +414,55 @@ TEST(PearsnInc, StaysCloseToTheBatchButNotOnIt) {
         EXPECT_NE(r, batch);
         EXPECT_NEAR(r, batch, 0.02);
     }
+}
+
+TEST(RunningSums, GrowByFloatDeviationsAndFloatProducts) {
+    support::Random random(29);
+    int wideDeviations = 0;
+    int wideProducts = 0;
+    for (int repeat = 0; repeat < 40; ++repeat) {
+        const Pairs pairs = random_pairs(random, 500);
+        RunningSums expected;
+        RunningSums a;
+        RunningSums b;
+        for (std::size_t i = 0; i < pairs.x.size(); ++i) {
+            const float x = pairs.x[i];
+            const float y = pairs.y[i];
+            const RunningSums before = expected;
+            expected = with_pair(before, x, y);
+            float unused = 0.0f;
+            pearsn_inc(x, y, a.n, a.sx, a.sy, a.sxx, a.syy, a.sxy, &unused);
+            ASSERT_TRUE(same_sums(expected, a)) << "pearsn_inc, pair " << i << " of repeat " << repeat;
+            regr_inc(x, y, b.n, b.sx, b.sy, b.sxx, b.syy, b.sxy, &unused, &unused, &unused);
+            ASSERT_TRUE(same_sums(expected, b)) << "regr_inc, pair " << i << " of repeat " << repeat;
+
+            const float dx = wide_deviation(x, expected.sx, expected.n);
+            const float dy = wide_deviation(y, expected.sy, expected.n);
+            wideDeviations += expected.sxx != sum_of(before.sxx, product_of(dx, dx)) ? 1 : 0;
+            wideDeviations += expected.syy != sum_of(before.syy, product_of(dy, dy)) ? 1 : 0;
+            const long double cross = static_cast<long double>(deviation(x, expected.sx, expected.n)) *
+                                      static_cast<long double>(deviation(y, expected.sy, expected.n));
+            wideProducts += expected.sxy != rounded(static_cast<long double>(before.sxy) + cross) ? 1 : 0;
+        }
+    }
+    EXPECT_GT(wideDeviations, 0) << "no case tells float from double deviations";
+    EXPECT_GT(wideProducts, 0) << "no case tells float from double products";
+}
+
+TEST(RunningSums, NanAmongThemGivesNoCorrelationAndNoSlope) {
+    RunningSums sums;
+    float r = untouched;
+    pearsn_inc(quietNan, 1.0f, sums.n, sums.sx, sums.sy, sums.sxx, sums.syy, sums.sxy, &r);
+    EXPECT_TRUE(std::isnan(sums.sxx));
+    EXPECT_TRUE(same_bits(0.0f, r));
+    float intercept = untouched;
+    float slope = untouched;
+    float meanY = untouched;
+    regr_inc(2.0f, 5.0f, sums.n, sums.sx, sums.sy, sums.sxx, sums.syy, sums.sxy, &intercept, &slope, &meanY);
+    EXPECT_TRUE(std::isnan(sums.sxx));
+    EXPECT_TRUE(same_bits(0.0f, slope));
+    EXPECT_EQ(meanY, 3.0f);
+    EXPECT_TRUE(std::isnan(intercept));
 }
 
 TEST(RegrInc, FitsALineAndKeepsTheSumsOfTheRunningCorrelation) {
@@ -392,6 +558,21 @@ TEST(Crank, GivesTiesTheirMiddleRank) {
     EXPECT_EQ(s, 6.0f + 24.0f);
 }
 
+TEST(Crank, TakesTheSizeOfAGroupFromItsRoundedCube) {
+    // From 257 values on a float cannot hold every cube, and t (t^2 - 1) is another number.
+    int different = 0;
+    for (unsigned long t = 2; t < 3000; t += 7) {
+        Floats w(t + 1, 2.5f);
+        float s = untouched;
+        crank(t, w.data(), &s);
+        const float size = static_cast<float>(t);
+        const float squared = product_of(size, size);
+        ASSERT_TRUE(same_bits(sum_of(product_of(squared, size), -size), s)) << t;
+        different += s == product_of(size, sum_of(squared, -1.0f)) ? 0 : 1;
+    }
+    EXPECT_GT(different, 0) << "no size tells the one form from the other";
+}
+
 TEST(Crank, TheMiddleRankBeyondTheExactFloatsIsRoundedOnce) {
     // 2^24 equal values, then two more: the middle of 16777217 and 16777218 is nearer to the second. Adding the two as
     // floats would give 16777216.
@@ -474,30 +655,17 @@ TEST(Spear, FormsTheStatisticsInDoubleFromFloatSums) {
         }
         const float sf = tie_sum(x);
         const float sg = tie_sum(y);
-        const float en = static_cast<float>(n);
-        const float en3n = rounded(
-            static_cast<long double>(rounded(static_cast<long double>(en * en) * static_cast<long double>(en))) -
-            static_cast<long double>(en));
-        const long double cube = static_cast<long double>(en3n);
-        const float fac =
-            rounded((1 - static_cast<long double>(sf) / cube) * (1 - static_cast<long double>(sg) / cube));
-        const float next = rounded(static_cast<long double>(en + 1.0f) * static_cast<long double>(en + 1.0f));
-        const long double count = static_cast<long double>(en);
-        const float vard =
-            rounded((count - 1) * count * count * static_cast<long double>(next) / 36 * static_cast<long double>(fac));
+        const RankExpectation expected = rank_expectation(n, sf, sg);
         const RankResult result = rank_correlate(x, y);
-        if (fac == 0.0f || vard == 0.0f) {
+        if (expected.fac == 0.0f || expected.vard == 0.0f) {
             ASSERT_EQ(result.zd, untouched);
             continue;
         }
-        const long double ties = static_cast<long double>(sf + sg) / 12;
-        const float expectation = rounded(cube / 6 - ties);
-        const float excess = rounded(static_cast<long double>(result.d) - static_cast<long double>(expectation));
-        const float zd = rounded(static_cast<long double>(excess) / std::sqrt(static_cast<long double>(vard)));
+        const float zd = wide_quotient(sum_of(result.d, -expected.aved), expected.vard);
         ASSERT_TRUE(same_bits(zd, result.zd)) << "repeat " << repeat;
         ASSERT_TRUE(same_bits(erfcc(static_cast<float>(static_cast<double>(std::abs(zd)) / 1.4142136)), result.probd));
-        const float rs = rounded((1 - 6 / cube * (static_cast<long double>(result.d) + ties)) /
-                                 std::sqrt(static_cast<long double>(fac)));
+        const float rs = rounded((1 - 6 / expected.cube * (static_cast<long double>(result.d) + expected.ties)) /
+                                 std::sqrt(static_cast<long double>(expected.fac)));
         // Where the difference cancels, what remains is the double's own rounding.
         ASSERT_TRUE(same_bits(rs, result.rs) || std::abs(rs - result.rs) < 1e-15f) << "repeat " << repeat;
         ASSERT_EQ(result.probrs, untouched);
@@ -505,22 +673,54 @@ TEST(Spear, FormsTheStatisticsInDoubleFromFloatSums) {
 }
 
 TEST(Spear, AddsTheSquaredDifferencesInTheOrderOfTheSecondSample) {
-    // Pairs in opposite order: odd differences, whose squares and sums a float cannot hold.
-    constexpr int n = 6000;
-    Floats x(n);
-    Floats y(n);
-    float sum = 0.0f;
-    for (int i = 0; i < n; ++i) {
-        x[static_cast<std::size_t>(i)] = static_cast<float>(i);
-        y[static_cast<std::size_t>(i)] = static_cast<float>(-i);
+    // Ranks in any order: their squared differences follow no pattern, and a float can hold neither the larger ones nor
+    // the sums.
+    support::Random random(27);
+    int backwards = 0;
+    int byTheFirst = 0;
+    for (int repeat = 0; repeat < 20; ++repeat) {
+        const std::size_t n = static_cast<std::size_t>(3000 + random.below(4000));
+        const Floats ranks1 = random_ranks(random, n);
+        const Floats ranks2 = random_ranks(random, n);
+        Floats x;
+        Floats y;
+        Floats fromTheEnd;
+        for (std::size_t i = 0; i < n; ++i) {
+            x.push_back(3.0f * ranks1[i] - 5000.0f);
+            y.push_back(0.5f * ranks2[i]);
+            fromTheEnd.push_back(static_cast<float>(n + 1) - ranks2[i]);
+        }
+        const float expected = sum_of_squares(ranks1, ranks2, ranks2);
+        ASSERT_TRUE(same_bits(expected, rank_correlate(x, y).d)) << "repeat " << repeat;
+        backwards += same_bits(expected, sum_of_squares(ranks1, ranks2, fromTheEnd)) ? 0 : 1;
+        byTheFirst += same_bits(expected, sum_of_squares(ranks1, ranks2, ranks1)) ? 0 : 1;
     }
-    for (int rank = 1; rank <= n; ++rank) {
-        const float difference = static_cast<float>(n + 1 - 2 * rank);
-        sum = rounded(static_cast<long double>(sum) +
-                      static_cast<long double>(
-                          rounded(static_cast<long double>(difference) * static_cast<long double>(difference))));
+    EXPECT_GT(backwards, 10);
+    EXPECT_GT(byTheFirst, 10);
+}
+
+TEST(Spear, SubtractsTheExpectationInSinglePrecision) {
+    // Almost the same order in both samples: d is small beside its expectation, and a float cannot hold the difference.
+    support::Random random(28);
+    int different = 0;
+    for (int repeat = 0; repeat < 200; ++repeat) {
+        const std::size_t n = static_cast<std::size_t>(1000 + random.below(4000));
+        Floats x(n);
+        std::iota(x.begin(), x.end(), 1.0f);
+        Floats y = x;
+        for (int swaps = 1 + random.below(300); swaps > 0; --swaps) {
+            const std::size_t i = static_cast<std::size_t>(random.below(static_cast<int>(n) - 40));
+            std::swap(y[i], y[i + static_cast<std::size_t>(random.below(40))]);
+        }
+        const RankExpectation expected = rank_expectation(n, 0.0f, 0.0f);
+        const RankResult result = rank_correlate(x, y);
+        ASSERT_TRUE(same_bits(sum_of_squares(x, y, y), result.d)) << "repeat " << repeat;
+        const float zd = wide_quotient(sum_of(result.d, -expected.aved), expected.vard);
+        ASSERT_TRUE(same_bits(zd, result.zd)) << "repeat " << repeat;
+        const long double excess = static_cast<long double>(result.d) - static_cast<long double>(expected.aved);
+        different += zd == rounded(excess / std::sqrt(static_cast<long double>(expected.vard))) ? 0 : 1;
     }
-    EXPECT_TRUE(same_bits(sum, rank_correlate(x, y).d));
+    EXPECT_GT(different, 0) << "no case tells the rounded difference from the exact one";
 }
 
 TEST(Correlations, AgreeWithAnIndependentImplementation) {

@@ -332,6 +332,39 @@ TEST(Fgauss, MatchesThePlainStepsBitForBit) {
     }
 }
 
+TEST(Fgauss, AddsFloatProductsInOrderOfTheTriples) {
+    Random random(5);
+    int wideProducts = 0;
+    int backwards = 0;
+    for (int run = 0; run < 1000; ++run) {
+        Floats a;
+        for (int triple = 0; triple < 4; ++triple) {
+            a.push_back(random.between(-4.0f, 4.0f));
+            a.push_back(random.between(-3.0f, 3.0f));
+            a.push_back(random.between(0.5f, 3.0f));
+        }
+        const float x = random.between(-5.0f, 5.0f);
+        const Gaussians found = run_fgauss(x, a, 12);
+        float y = 0.0f;
+        float wide = 0.0f;
+        float reversed = 0.0f;
+        for (std::size_t i = 0; i < 12; i += 3) {
+            const float arg = (x - a[i + 1]) / a[i + 2];
+            const float negative = -(arg * arg);
+            const float product = a[i] * std::exp(negative);
+            y += product;
+            wide = static_cast<float>(static_cast<double>(wide) +
+                                      static_cast<double>(a[i]) * static_cast<double>(std::exp(negative)));
+            reversed += a[9 - i] * found.dyda[9 - i];
+        }
+        ASSERT_TRUE(same_bits(y, found.y)) << run;
+        wideProducts += wide != y ? 1 : 0;
+        backwards += reversed != y ? 1 : 0;
+    }
+    EXPECT_GT(wideProducts, 100);
+    EXPECT_GT(backwards, 100);
+}
+
 TEST(Fgauss, WhatIsLeftOverAfterTheLastTripleIsIgnored) {
     const float untouched = support::GuardedMatrix::sentinel();
     for (const int na : {3, 4, 5}) {
@@ -543,6 +576,42 @@ TEST(Fleg3D, MultipliesThePolynomialsOfAllThreeCoordinates) {
     const float z = -0.5f;
     expect_near({1.0f, z, second(z), y, y * z, second(y), x, x * z, x * y, second(x)},
                 run_fleg3D((1 * 8 + 3) * 8 + 5 + 1), 1e-7);
+}
+
+TEST(Fleg3D, MultipliesFromLeftToRightAtFloatQuotients) {
+    // Half the grid is no power of two: a coordinate is not the same as a product with a reciprocal.
+    const Grid grid(12, 14, 5);
+    const auto polynomials = [](int position, int half) {
+        return run_fleg(static_cast<float>(position - half) / static_cast<float>(half), 6, 6);
+    };
+    int otherProducts = 0;
+    int otherCoordinates = 0;
+    for (int voxel = 0; voxel < 12 * 12 * 14; ++voxel) {
+        const int column = voxel % 12;
+        const Floats p = polynomials(column, 6);
+        const Floats q = polynomials(voxel / 12 % 12, 6);
+        const Floats r = polynomials(voxel / 144, 7);
+        Floats expected;
+        for (std::size_t i = 0; i < 5; ++i) {
+            for (std::size_t j = 0; j < 5 - i; ++j) {
+                for (std::size_t l = 0; l < 5 - i - j; ++l) {
+                    const float pq = p[i] * q[j];
+                    const float qr = q[j] * r[l];
+                    expected.push_back(pq * r[l]);
+                    otherProducts += p[i] * qr != expected.back() ? 1 : 0;
+                }
+            }
+        }
+        const float reciprocal = 1.0f / 6.0f;
+        otherCoordinates += static_cast<float>(column - 6) * reciprocal != p[1] ? 1 : 0;
+        const Floats found = run_fleg3D(static_cast<float>(voxel + 1));
+        ASSERT_EQ(expected.size(), found.size());
+        for (std::size_t i = 0; i < expected.size(); ++i) {
+            ASSERT_TRUE(same_bits(expected[i], found[i])) << "function " << i << " at voxel " << voxel;
+        }
+    }
+    EXPECT_GT(otherProducts, 100);
+    EXPECT_GT(otherCoordinates, 100);
 }
 
 TEST(Fleg3D, TheFirstVoxelIsOneAndTheGridSetsTheStrides) {

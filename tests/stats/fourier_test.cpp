@@ -620,6 +620,15 @@ TEST(Realft, MatchesThePlainStepsBitForBit) {
     }
 }
 
+TEST(Realft, TheAngleHasAllDigitsOfPi) {
+    // 665857 / 470832 is so near to the root of 2 that the real part at the first frequency of eight almost cancels:
+    // 941664 cos(pi / 4) - 665857 = -1 / (665857 + 470832 sqrt 2). A pi of 15 digits shifts it by 7e-10.
+    const Floats values{-665857, 941664, 0, 0, 0, 0, 0, 0};
+    const Floats packed = run_realft(values, 1);
+    EXPECT_NEAR(packed[2], -1.0 / (665857.0 + 470832.0 * std::sqrt(2.0)), 2e-10);
+    EXPECT_TRUE(same_values(plain_realft(values, true), packed));
+}
+
 TEST(Realft, EverySignButOneIsTheInverse) {
     Random random(12);
     const Floats values = random_values(64, random);
@@ -1004,6 +1013,16 @@ TEST(Convlv, DeconvolutionUndoesTheConvolution) {
     const Floats back = run_convlv(run_convlv(values, response, 1).result, response, -1).result;
     for (std::size_t i = 0; i < values.size(); ++i) {
         EXPECT_NEAR(back[i], values[i], 3e-6) << i;
+    }
+}
+
+TEST(Convlv, DeconvolvingByANanGivesNanAndIsNotFatal) {
+    // The squared magnitude of the response is NaN then, which is not 0.
+    const float notANumber = std::numeric_limits<float>::quiet_NaN();
+    for (const Floats& response : {Floats{notANumber}, Floats{2.0f, notANumber, 1.0f}}) {
+        for (const float value : run_convlv({1, 2, 3, 4}, response, -1).result) {
+            EXPECT_TRUE(std::isnan(value)) << value;
+        }
     }
 }
 

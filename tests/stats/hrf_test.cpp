@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <climits>
 #include <cmath>
+#include <initializer_list>
 #include <limits>
 #include <type_traits>
 #include <vector>
@@ -85,6 +86,32 @@ TEST(Gammapdf, HasTheClosedFormsOfWholeShapes) {
             EXPECT_NEAR(density(x, 4.0, rate) / (decay * std::pow(rate * x, 3) / 6.0), 1.0, 1e-9);
         }
     }
+}
+
+TEST(Gammapdf, AddsTheTermsOfTheExponentInTheirOrder) {
+    const auto exponential_of = [](std::initializer_list<double> terms) {
+        double sum = 0.0;
+        for (const double term : terms) {
+            sum += term;
+        }
+        return std::exp(sum);
+    };
+    int scaledFirst = 0;
+    int gammaFirst = 0;
+    for (const double h : {5.0, 16.0}) {
+        for (const double l : {0.3, 0.9}) {
+            for (double x = 0.1; x < 100.0; x += 0.1) {
+                const double power = (h - 1.0) * std::log(x);
+                const double rate = h * std::log(l);
+                const double found = density(x, h, l);
+                ASSERT_EQ(exponential_of({power, rate, -l * x, -gammln(h)}), found) << x << " " << h << " " << l;
+                scaledFirst += exponential_of({power, -l * x, rate, -gammln(h)}) != found ? 1 : 0;
+                gammaFirst += exponential_of({power, rate, -gammln(h), -l * x}) != found ? 1 : 0;
+            }
+        }
+    }
+    EXPECT_GT(scaledFirst, 100);
+    EXPECT_GT(gammaFirst, 100);
 }
 
 TEST(Gammapdf, WorksInPlaceAndOnAnyCount) {

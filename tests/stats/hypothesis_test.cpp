@@ -121,6 +121,33 @@ TEST(Ttest, FormsTheDenominatorInDoubleAndThePooledVarianceInFloat) {
     }
 }
 
+TEST(Ttest, CountsAreReducedBeforeAndInvertedAfterTheyAreRounded) {
+    // 2^24 + 1 values each. Reduced by one the count is 2^24, both together reduced by two 2^25; alone it is 2^24 as
+    // float, and its reciprocal 2^-24. One array, almost all zeros, serves as both samples, two elements apart.
+    constexpr unsigned long n = (1UL << 24) + 1;
+    Floats values(n + 3, 0.0f);
+    const auto check = [&](float first, float second, float third) {
+        values[1] = first;
+        values[2] = second;
+        values[3] = third;
+        Moments m1;
+        Moments m2;
+        avevar(values.data(), n, &m1.mean, &m1.variance);
+        avevar(values.data() + 2, n, &m2.mean, &m2.variance);
+        // 2^24 of each variance, over 2^25.
+        const float pooled = rounded(static_cast<long double>(m1.variance) + static_cast<long double>(m2.variance)) / 2;
+        const float difference = rounded(static_cast<long double>(m1.mean) - static_cast<long double>(m2.mean));
+        const long double denominator = std::sqrt(static_cast<long double>(pooled) * 0x1p-23L);
+        float t = untouched;
+        float prob = untouched;
+        ttest(values.data(), n, values.data() + 2, n, &t, &prob);
+        EXPECT_TRUE(same_bits(rounded(static_cast<long double>(difference) / denominator), t)) << first;
+        EXPECT_EQ(prob, untouched);
+    };
+    check(2.0f, 1.0f, 3.0f);
+    check(4.0f, 0.0f, 1.0f);
+}
+
 TEST(Tutest, StatisticInClosedForm) {
     // Means 2 and 6.5, variances 1 and 19/3.
     EXPECT_FLOAT_EQ(statistic(tutest, {1.0f, 2.0f, 3.0f}, {4.0f, 6.0f, 6.0f, 10.0f}),

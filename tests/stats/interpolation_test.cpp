@@ -70,6 +70,18 @@ Points random_points(std::size_t n, Random& random) {
     return points;
 }
 
+// Each abscissa two to five times the one before: a float cannot hold their differences.
+Points growing_points(std::size_t n, Random& random) {
+    Points points;
+    float x = random.between(0.001f, 0.01f);
+    for (std::size_t i = 0; i < n; ++i) {
+        points.x.push_back(x);
+        points.y.push_back(random.between(-10.0f, 10.0f));
+        x *= random.between(2.0f, 5.0f);
+    }
+    return points;
+}
+
 // First variant, written forwards from the stored coefficients y2[i] = c[i] y2[i+1] + u[i], float at each step.
 Floats plain_spline(const Points& points, float yp1, float ypn) {
     const Floats& x = points.x;
@@ -176,8 +188,8 @@ float plain_cubic(const Points& points, const Floats& y2, std::size_t k, float x
     return linear + (left + right) * squared / 6.0f;
 }
 
-// The cubic term in double.
-float plain_cubic_rg(const Points& points, const Floats& y2, std::size_t k, float x) {
+// The cubic term in double, with what stands for the square of the interval's width.
+float cubic_rg(const Points& points, const Floats& y2, std::size_t k, float x, double squared) {
     const float h = points.x[k + 1] - points.x[k];
     const float a = (points.x[k + 1] - x) / h;
     const float b = (x - points.x[k]) / h;
@@ -185,9 +197,13 @@ float plain_cubic_rg(const Points& points, const Floats& y2, std::size_t k, floa
     const double wb = static_cast<double>(b);
     const double left = (wa * wa * wa - wa) * static_cast<double>(y2[k]);
     const double right = (wb * wb * wb - wb) * static_cast<double>(y2[k + 1]);
-    const double squared = static_cast<double>(h) * static_cast<double>(h);
     return static_cast<float>(static_cast<double>(a * points.y[k] + b * points.y[k + 1]) +
                               (left + right) * squared / 6.0);
+}
+
+float plain_cubic_rg(const Points& points, const Floats& y2, std::size_t k, float x) {
+    const float h = points.x[k + 1] - points.x[k];
+    return cubic_rg(points, y2, k, x, static_cast<double>(h) * static_cast<double>(h));
 }
 
 Floats run_interp(Floats x, Floats y, Floats xnew) {
@@ -243,6 +259,34 @@ TEST(SplineRg, MatchesThePlainStepsBitForBit) {
             }
         }
     }
+}
+
+TEST(SplineRg, TheQuotientAtAClampedEndIsFormedInDouble) {
+    Random random(9);
+    const auto quotient_times = [](double width, float difference) {
+        return static_cast<float>(3.0 / width * static_cast<double>(difference));
+    };
+    int floatWidths = 0;
+    for (int run = 0; run < 200; ++run) {
+        // Two points have two ends and nothing between them: y2[0] = -y2[1] / 2 + u.
+        const Points points = growing_points(2, random);
+        const float yp1 = random.between(-5.0f, 5.0f);
+        const float ypn = random.between(-5.0f, 5.0f);
+        const double width = static_cast<double>(points.x[1]) - static_cast<double>(points.x[0]);
+        const float slope = (points.y[1] - points.y[0]) / (points.x[1] - points.x[0]);
+        const float u = quotient_times(width, slope - yp1);
+        const float un = quotient_times(width, ypn - slope);
+        const float last = static_cast<float>(static_cast<double>(un - 0.5f * u) / 0.75); // 1 - 1/2 * 1/2
+        ASSERT_TRUE(same_values({-0.5f * last + u, last}, run_spline(spline_rg, points.x, points.y, yp1, ypn))) << run;
+        const double floatWidth = static_cast<double>(points.x[1] - points.x[0]);
+        floatWidths += quotient_times(floatWidth, slope - yp1) != u ? 1 : 0;
+        floatWidths += quotient_times(floatWidth, ypn - slope) != un ? 1 : 0;
+        // And with all the steps between the ends.
+        const Points more = growing_points(static_cast<std::size_t>(3 + random.below(20)), random);
+        ASSERT_TRUE(same_values(plain_spline_rg(more, yp1, ypn), run_spline(spline_rg, more.x, more.y, yp1, ypn)))
+            << run;
+    }
+    EXPECT_GT(floatWidths, 50);
 }
 
 TEST(SplineRg, TheSlopesOfNeighbouringCubicsAgree) {
@@ -386,6 +430,27 @@ TEST(SplintRg, MatchesThePlainCubicBitForBit) {
             }
         }
     }
+}
+
+TEST(SplintRg, SquaresTheWidthOfTheIntervalInDouble) {
+    // The formula reads the abscissae, so that any width can stand in it.
+    Random random(10);
+    int floatSquares = 0;
+    for (int run = 0; run < 40; ++run) {
+        const Points points = random_points(20, random);
+        Floats y2;
+        for (int i = 0; i < 20; ++i) {
+            y2.push_back(random.between(-10.0f, 10.0f));
+        }
+        for (std::size_t k = 0; k < 19; ++k) {
+            const float x = static_cast<float>(k) + random.between(0.0f, 0.9f);
+            const float expected = plain_cubic_rg(points, y2, k, x);
+            ASSERT_TRUE(same_bits(expected, run_splint_rg(points.x, points.y, y2, x))) << k;
+            const float h = points.x[k + 1] - points.x[k];
+            floatSquares += cubic_rg(points, y2, k, x, static_cast<double>(h * h)) != expected ? 1 : 0;
+        }
+    }
+    EXPECT_GT(floatSquares, 50);
 }
 
 TEST(SplintRg, TruncatesTowardZero) {

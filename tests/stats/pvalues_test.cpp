@@ -175,6 +175,16 @@ TEST(FToP, FormsTheArgumentInFloat) {
     }
 }
 
+TEST(FToP, TakesTheDegreesOfFreedomAsFloatAndUnsigned) {
+    EXPECT_TRUE(same_bits(F_to_p(2.0f, 16777216, 5), F_to_p(2.0f, 16777217, 5)));
+    EXPECT_TRUE(same_bits(F_to_p(2.0f, 5, 16777216), F_to_p(2.0f, 5, 16777217)));
+    // The largest number counts as 2^64; as a signed one it would be -1, which is fatal. Of betai's arguments the third
+    // is 5 / (5 + 2^65) here: its power 5/2, a factor of the result, is no float other than 0.
+    EXPECT_TRUE(same_bits(0.0f, F_to_p(2.0f, mostDf, 5)));
+    // And here 2^64 / (2^64 + 10), which is 1.
+    EXPECT_TRUE(same_bits(1.0f, F_to_p(2.0f, 5, mostDf)));
+}
+
 TEST(FToPDeathTest, NoDegreeOfFreedomInTheNumeratorIsFatal) {
     EXPECT_FATAL(F_to_p(2.0f, 0, 20), "Bad a or b in routine betai");
 }
@@ -297,6 +307,34 @@ TEST(ZToP, FivePercentAndNan) {
     EXPECT_EQ(z_to_p(1.3), z_to_p(-1.3));
     EXPECT_EQ(z_to_p(infinite), 0.0);
     EXPECT_TRUE(std::isnan(z_to_p(quietNan)));
+}
+
+TEST(ZToP, DividesByTheRootOfTwoToTheLastDigit) {
+    const double half = std::sqrt(0.5); // correctly rounded
+    int above = 0;
+    int below = 0;
+    for (double z = 0.01; z < 10.0; z += 0.01) {
+        const double found = z_to_p(z);
+        ASSERT_EQ(_erfc(z * half), found) << z;
+        above += _erfc(z * std::nextafter(half, 1.0)) != found ? 1 : 0;
+        below += _erfc(z * std::nextafter(half, 0.0)) != found ? 1 : 0;
+    }
+    EXPECT_GT(above, 500);
+    EXPECT_GT(below, 500);
+}
+
+TEST(PToZ, MultipliesByTheRootOfTwoToTheLastDigit) {
+    const double root = std::sqrt(2.0);
+    int above = 0;
+    int below = 0;
+    for (double p = 0.001; p < 1.0; p += 0.001) {
+        const double found = p_to_z(p);
+        ASSERT_EQ(inverfc(p) * root, found) << p;
+        above += inverfc(p) * std::nextafter(root, 2.0) != found ? 1 : 0;
+        below += inverfc(p) * std::nextafter(root, 0.0) != found ? 1 : 0;
+    }
+    EXPECT_GT(above, 500);
+    EXPECT_GT(below, 500);
 }
 
 TEST(PToZ, KeepsTheStatedErrorAgainstTheTable) {
