@@ -116,8 +116,10 @@ bool can_be_written(const CTCStruct* ctc) {
     if (arraysMissing || total_samples(*ctc) > 0xFFFFFFFFULL) {
         return false;
     }
-    const bool samplesMissing = ctc->FileView == nullptr && ctc->DataType != 2 && holder_of(ctc) == nullptr;
-    return !samplesMissing || total_samples(*ctc) == 0;
+    if (ctc->DataType == 2 || total_samples(*ctc) == 0) {
+        return true; // nothing to copy
+    }
+    return ctc->FileView == nullptr ? holder_of(ctc) != nullptr : fileio::view_fits(*ctc);
 }
 
 void write_header(std::ostream& out, const CTCStruct* ctc) {
@@ -229,7 +231,7 @@ int WriteEntireCTC(CTCStruct* ctc, const char* fileName, unsigned int) {
         const std::streamoff dataPosition = file.tellp();
         const bool copied = copy_view(file, ctc, block.get());
         file.close();
-        if (!copied) {
+        if (!copied || file.fail()) {
             fileio::remove_incomplete(fileName);
             return 0;
         }

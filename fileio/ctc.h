@@ -60,11 +60,14 @@ ORIDAN_API int ReadEntireCTC(CTCStruct* ctc, const char* fileName, unsigned int 
 
 /// Writes a CTC file; a file-backed structure is bound to the new file afterwards.
 /// @param ctc          FileVersion not 0, not compressed, DataType 1 to 5, SampleOrdering 1 to 6, the arrays that
-///                     these call for present; otherwise refused. DataType 2 writes the header only.
-/// @param fileName     created or truncated; the structure's own backing file is refused.
+///                     these call for present, a view whose elements are no larger than those of the DataType;
+///                     otherwise refused. DataType 2 writes the header only.
+/// @param fileName     created or truncated; the file that holds the structure's samples is refused by whatever name.
 /// @param ignoredFlag  not used.
-/// @return 1, or 0 (silent). Stream errors while the samples are written are not noticed; samples that cannot be read
-///         from the backing file end the save with 0 and no file.
+/// @return 1, or 0 (silent): a refusal leaves an existing file as it was. In memory, stream errors while the samples
+/// are
+///         written are not noticed. File-backed, the structure then keeps its old file; samples that cannot be read and
+///         a write that fails leave no file, while a new file that cannot be opened again stays, complete.
 ORIDAN_API int WriteEntireCTC(CTCStruct* ctc, const char* fileName, unsigned int ignoredFlag);
 
 /// Frees and nulls everything that the structure points to and closes its file. Header fields stay.

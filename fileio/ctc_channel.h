@@ -12,7 +12,7 @@
 /// clipping, a value out of range wraps.
 /// Messages (standard error): "Unsupported SampleOrdering for this function." and "Unsupported Datatype.", both
 /// with result 0; the other refusals (no valid file, channel out of range, run past NrOfSamples, offsets or scales
-/// missing) are silent.
+/// missing, a view whose elements are larger than those of the DataType) are silent.
 /// Unchecked: transfers; the result is `count` even where nothing was moved. Elements outside the data section are
 /// neither read nor written; file-backed, a run of consecutive elements is one transfer, which is refused as a whole
 /// where a part of it lies outside, and samples that lie apart move a block at a time, what lies between them going

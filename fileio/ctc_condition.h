@@ -13,7 +13,8 @@
 /// in 32 bits, which wrap; positions and their sums have 64 bits.
 /// Messages (standard error): "Unsupported SampleOrdering for this function." (1 and 2, too: see ctc_channel.h) and
 /// "Unsupported Datatype.", both with result 0; the other refusals (no valid file, channel or condition out of range,
-/// run past the end of the epoch, condition arrays, offsets or scales missing) are silent.
+/// run past the end of the epoch, condition arrays, offsets or scales missing, a view whose elements are larger than
+/// those of the DataType) are silent.
 /// Unchecked: the trial and the start of the epoch. A trial that the condition does not have and a first sample before
 /// the epoch are looked for where they would lie, in other epochs, channels and conditions. Elements outside the data
 /// section are neither read nor written; file-backed, a run of consecutive elements is one transfer, which is refused

@@ -180,4 +180,8 @@ unsigned int stored_size(unsigned int dataType) {
     }
 }
 
+bool view_fits(const CTCStruct& ctc) {
+    return ctc.FileView == nullptr || ctc.FileView->elementSize <= stored_size(ctc.DataType);
+}
+
 } // namespace fileio

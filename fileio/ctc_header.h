@@ -32,4 +32,8 @@ unsigned long long total_samples(const CTCStruct& ctc);
 /// Bytes of one stored element: 4, 2 or 1; 0 for a DataType without samples of its own.
 unsigned int stored_size(unsigned int dataType);
 
+/// Whether the elements of the recording's view, if it has one, are no larger than those of its DataType, for which
+/// room is made. Larger ones are those of a DataType that was changed after the file was opened.
+bool view_fits(const CTCStruct& ctc);
+
 } // namespace fileio

@@ -211,8 +211,10 @@ unsigned int get_floats(float* dest, const CTCStruct& ctc, const SampleRun& run)
         return run.count;
     }
     if (ctc.FileView != nullptr) {
-        read_spread(*ctc.FileView, run,
-                    [dest](unsigned int i, const void* bytes) { std::memcpy(&dest[i], bytes, sizeof dest[i]); });
+        read_spread(*ctc.FileView, run, [&](unsigned int i, const void* bytes) {
+            dest[i] = 0.0f;
+            std::memcpy(&dest[i], bytes, ctc.FileView->elementSize);
+        });
         return run.count;
     }
     const unsigned long long held = elements_held(ctc, ctc.FloatSamples);
@@ -231,7 +233,7 @@ unsigned int set_floats(const float* src, const CTCStruct& ctc, const SampleRun&
     }
     if (ctc.FileView != nullptr) {
         write_spread(*ctc.FileView, run,
-                     [src](unsigned int i, void* bytes) { std::memcpy(bytes, &src[i], sizeof src[i]); });
+                     [&](unsigned int i, void* bytes) { std::memcpy(bytes, &src[i], ctc.FileView->elementSize); });
         return run.count;
     }
     const unsigned long long held = elements_held(ctc, ctc.FloatSamples);
@@ -266,7 +268,7 @@ bool find_scaling(const CTCStruct& ctc, unsigned int channel, SampleRun* run) {
     run->scale = 1.0f;
     switch (ctc.DataType) {
     case 1:
-        return true;
+        return view_fits(ctc);
     case 3:
     case 4:
     case 5:
@@ -275,7 +277,7 @@ bool find_scaling(const CTCStruct& ctc, unsigned int channel, SampleRun* run) {
         }
         run->offset = ctc.ChannelOffsets[channel];
         run->scale = ctc.ChannelScales[channel];
-        return true;
+        return view_fits(ctc);
     default:
         std::cerr << "Unsupported Datatype." << std::endl;
         return false;

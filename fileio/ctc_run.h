@@ -23,8 +23,9 @@ struct SampleRun {
 void report_ordering();
 
 /// Fills in the offset and scale of a channel: 0 and 1 for unscaled floats, whose arrays are never looked at.
-/// @return false where the samples cannot be converted: a DataType other than 1, 3, 4, 5 (with a message), offsets or
-///         scales missing (silent).
+/// @return false where the samples cannot be moved: a DataType other than 1, 3, 4, 5 (with a message), offsets or
+/// scales
+///         missing or elements of the view larger than those of the DataType (silent).
 bool find_scaling(const CTCStruct& ctc, unsigned int channel, SampleRun* run);
 
 /// Move a run whose scaling was found. Elements outside the data section are neither read nor written; file-backed, a

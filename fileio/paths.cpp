@@ -9,25 +9,21 @@
 
 namespace fileio {
 
-bool is_there(const char* path) {
+std::optional<FileIdentity> regular_file(const char* path) {
     struct stat file {};
-    return stat(path, &file) == 0;
+    if (stat(path, &file) != 0 || !S_ISREG(file.st_mode)) {
+        return std::nullopt;
+    }
+    return FileIdentity{file.st_dev, file.st_ino};
 }
 
 bool is_regular_file(const char* path) {
-    struct stat file {};
-    return stat(path, &file) == 0 && S_ISREG(file.st_mode);
+    return regular_file(path).has_value();
 }
 
 bool is_pipe(const char* path) {
     struct stat file {};
     return stat(path, &file) == 0 && S_ISFIFO(file.st_mode);
-}
-
-bool is_same_file(const char* path, const char* other) {
-    struct stat a {};
-    struct stat b {};
-    return stat(path, &a) == 0 && stat(other, &b) == 0 && a.st_dev == b.st_dev && a.st_ino == b.st_ino;
 }
 
 bool set_length(const char* path, unsigned long long length) {

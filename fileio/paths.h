@@ -1,21 +1,28 @@
 #pragma once
 
+#include <optional>
+
 /// @file
 /// Questions to the system about paths. They take no memory: the standard library's own make strings of every path,
 /// and throw where there is no memory. Not exported.
 namespace fileio {
 
-/// Whether the path, links followed, leads to anything.
-bool is_there(const char* path);
+/// A file, whatever its names are.
+struct FileIdentity {
+    unsigned long long device;
+    unsigned long long number;
 
-/// Whether it leads to a regular file. Anything else (a directory, a pipe) would open and then misbehave, or block.
+    bool operator==(const FileIdentity&) const = default;
+};
+
+/// The regular file to which the path leads, links followed; nothing where it leads to anything else, or nowhere.
+std::optional<FileIdentity> regular_file(const char* path);
+
+/// Whether there is one. Anything else (a directory, a pipe) would open and then misbehave, or block.
 bool is_regular_file(const char* path);
 
 /// Whether it leads to a pipe.
 bool is_pipe(const char* path);
-
-/// Whether both lead to the same file.
-bool is_same_file(const char* path, const char* other);
 
 /// Gives a file a length; false where that fails.
 bool set_length(const char* path, unsigned long long length);

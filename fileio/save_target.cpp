@@ -1,6 +1,7 @@
 #include "fileio/save_target.h"
 
 #include "fileio/paths.h"
+#include "fileio/view_stream.h"
 
 namespace fileio {
 
@@ -15,7 +16,10 @@ bool open_target(SaveTarget& target, const char* fileName) {
 }
 
 bool may_be_backing_file(const transio_struct* view, const char* target) {
-    return is_there(view->fileName) ? is_same_file(view->fileName, target) : is_there(target);
+    const std::optional<FileIdentity> existing = regular_file(target);
+    const auto* stream = dynamic_cast<const ViewStream*>(view->stream);
+    const bool known = stream != nullptr && stream->file.has_value();
+    return existing.has_value() && (!known || stream->file == existing);
 }
 
 } // namespace fileio

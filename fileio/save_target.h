@@ -21,8 +21,8 @@ bool open_any_target(SaveTarget& target, const char* fileName);
 /// The same, but a pipe is refused: opening it would wait for a reader.
 bool open_target(SaveTarget& target, const char* fileName);
 
-/// Whether a target is the file behind a view. Where the view's name no longer leads to a file (it was moved, or was
-/// relative to another current directory), any existing target might be.
+/// Whether a target is the file behind a view, by whatever name: the file that is open, not the one to which the view's
+/// name leads by now. Where that is not known (a stream that transio_open did not make), any existing file might be.
 bool may_be_backing_file(const transio_struct* view, const char* target);
 
 } // namespace fileio

@@ -45,7 +45,7 @@ void IOSReadCString(std::fstream& stream, char* buf, long size) {
 
 void IOSWriteCString(std::fstream& stream, const char* str, long size) {
     long length = 0;
-    while (length < size - 1 && str[length] != '\0') {
+    while (size > 0 && length < size - 1 && str[length] != '\0') {
         ++length;
     }
     stream.write(str, length);

@@ -77,10 +77,11 @@ ORIDAN_API TFDStruct* ReadTFD(const char* fileName);
 /// they stand in the old file. Loaded data is released first: changes that TFDWriteTensor has not written are lost, and
 /// pointers to the old tensor table are no longer valid.
 /// @param tfd       in-out. FileVersion 1, the arrays present, the extents those of its views; otherwise refused.
-/// @param fileName  created or truncated; fewer than 512 characters; the structure's own file and a pipe are refused,
-///                  and, where the path that the structure was opened by no longer exists, any file that does.
+/// @param fileName  created or truncated; fewer than 512 characters; a pipe is refused, and by whatever name the file
+///                  that holds the structure's tensors.
 /// @return 1, or 0: the structure is then bound to its old file. A tensor that cannot be read and a write that fails
-///         leave no file; the other refusals leave an existing file as it was.
+///         leave no file; a new file that cannot be opened again stays, complete; the other refusals leave an existing
+///         file as it was.
 ORIDAN_API int WriteTFD(TFDStruct* tfd, const char* fileName);
 
 /// Closes the file and frees everything but loaded tensor data (TFDFreeTensor first). The caller's pointer is not

@@ -6,8 +6,11 @@
 #include <new>
 
 #include "fileio/paths.h"
+#include "fileio/view_stream.h"
 
 namespace {
+
+using fileio::ViewStream;
 
 constexpr unsigned int flagsWhenReset = 8;
 constexpr unsigned long long maxFileLength = 0x7FFFFFFFFFFFFFFFULL;
@@ -58,14 +61,16 @@ bool sizes_of(unsigned int nDims, const unsigned int* dims, unsigned int element
            !__builtin_add_overflow(length, baseOffset, &length) && length <= maxFileLength;
 }
 
-unsigned long long end_of(std::fstream& stream) {
+// False where the length cannot be found out. It must not pass for 0: the file would be cut to that.
+bool length_of(std::fstream& stream, unsigned long long& length) {
     stream.seekg(0, std::ios::end);
     const std::streamoff end = stream.tellg();
-    return end < 0 ? 0 : static_cast<unsigned long long>(end);
+    length = static_cast<unsigned long long>(end);
+    return end >= 0;
 }
 
 // Writes the last byte of the missing stretch; the system supplies the zeros before it.
-bool lengthen(std::fstream& stream, const char* fileName, unsigned long long oldLength, unsigned long long length) {
+bool lengthen(ViewStream& stream, const char* fileName, unsigned long long oldLength, unsigned long long length) {
     stream.seekp(static_cast<std::streamoff>(length - 1));
     stream.put('\0');
     stream.flush();
@@ -73,31 +78,38 @@ bool lengthen(std::fstream& stream, const char* fileName, unsigned long long old
         return true;
     }
     stream.close(); // before the cut: closing tries once more to write what is pending
-    fileio::set_length(fileName, oldLength);
+    if (stream.file.has_value() && stream.file == fileio::regular_file(fileName)) {
+        fileio::set_length(fileName, oldLength);
+    }
     return false;
 }
 
 // A new stream, closed where the file cannot be opened; null where there is no memory for it or for its buffer.
-std::unique_ptr<std::fstream> new_stream(const char* fileName, std::ios::openmode mode) {
+std::unique_ptr<ViewStream> new_stream(const char* fileName, std::ios::openmode mode) {
     try {
-        return std::make_unique<std::fstream>(fileName, mode);
+        return std::make_unique<ViewStream>(fileName, mode);
     } catch (const std::bad_alloc&) {
         return nullptr;
     }
 }
 
 // The open stream, or null.
-std::unique_ptr<std::fstream> open_stream(const char* fileName, bool writing, unsigned long long length) {
-    if (!fileio::is_regular_file(fileName)) {
+std::unique_ptr<ViewStream> open_stream(const char* fileName, bool writing, unsigned long long length) {
+    const std::optional<fileio::FileIdentity> before = fileio::regular_file(fileName);
+    if (!before.has_value()) {
         return nullptr;
     }
     const std::ios::openmode mode = std::ios::in | std::ios::binary;
-    std::unique_ptr<std::fstream> stream = new_stream(fileName, writing ? mode | std::ios::out | std::ios::ate : mode);
+    std::unique_ptr<ViewStream> stream = new_stream(fileName, writing ? mode | std::ios::out | std::ios::ate : mode);
     if (stream == nullptr || !stream->is_open()) {
         return nullptr;
     }
-    const unsigned long long present = end_of(*stream);
-    if (present < length && !(writing && lengthen(*stream, fileName, present, length))) {
+    if (fileio::regular_file(fileName) == before) {
+        stream->file = before;
+    }
+    unsigned long long present = 0;
+    if (!length_of(*stream, present) ||
+        (present < length && !(writing && lengthen(*stream, fileName, present, length)))) {
         return nullptr;
     }
     return stream;
@@ -140,7 +152,7 @@ int transio_open(transio_struct* t, const char* fileName, unsigned long long bas
         return 0;
     }
     const bool writing = (mode & transioWriteMask) != 0;
-    std::unique_ptr<std::fstream> stream = open_stream(fileName, writing, length);
+    std::unique_ptr<ViewStream> stream = open_stream(fileName, writing, length);
     if (stream == nullptr) {
         return 0;
     }

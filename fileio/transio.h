@@ -49,7 +49,8 @@ struct transio_struct {
 /// @param dims        [0..nDims-1] extents, none 0.
 /// @param mode        element type code, and for writing either bit of transioWriteMask.
 ///                    Read mode refuses a file that is too short for the array; write mode lengthens it with
-///                    zeros (a failed lengthening gives the file its old length back and fails).
+///                    zeros (a failed lengthening gives the file its old length back and fails). A file whose
+///                    length cannot be found out is refused and left as it is.
 /// @return 1 or 0.
 ORIDAN_API int transio_open(transio_struct* t, const char* fileName, unsigned long long baseOffset, unsigned int nDims,
                             const unsigned int* dims, unsigned int mode);

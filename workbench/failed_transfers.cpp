@@ -49,6 +49,8 @@ Function* next_function(const char* name) {
 WATCHED ssize_t watched_read(int descriptor, void* data, size_t size) __asm__("read");
 WATCHED ssize_t watched_write(int descriptor, const void* data, size_t size) __asm__("write");
 WATCHED ssize_t watched_writev(int descriptor, const iovec* parts, int count) __asm__("writev");
+WATCHED off_t watched_lseek(int descriptor, off_t offset, int whence) noexcept __asm__("lseek");
+WATCHED off64_t watched_lseek64(int descriptor, off64_t offset, int whence) noexcept __asm__("lseek64");
 
 ssize_t watched_read(int descriptor, void* data, size_t size) {
     static auto* const next = next_function<ssize_t(int, void*, size_t)>("read");
@@ -79,6 +81,25 @@ ssize_t watched_writev(int descriptor, const iovec* parts, int count) {
         note_failure(descriptor, true);
     }
     return done;
+}
+
+// A place that no file can have is the caller's mistake; all else is the disk's.
+off_t watched_lseek(int descriptor, off_t offset, int whence) noexcept {
+    static auto* const next = next_function<off_t(int, off_t, int)>("lseek");
+    const off_t place = next(descriptor, offset, whence);
+    if (place < 0 && errno != EINVAL) {
+        note_failure(descriptor, false);
+    }
+    return place;
+}
+
+off64_t watched_lseek64(int descriptor, off64_t offset, int whence) noexcept {
+    static auto* const next = next_function<off64_t(int, off64_t, int)>("lseek64");
+    const off64_t place = next(descriptor, offset, whence);
+    if (place < 0 && errno != EINVAL) {
+        note_failure(descriptor, false);
+    }
+    return place;
 }
 
 namespace workbench {

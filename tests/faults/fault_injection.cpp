@@ -112,6 +112,11 @@ bool fails(bool reading, bool takesRoom) {
     return false;
 }
 
+// Whether what fails is a read that finds the end of the file.
+bool ends() {
+    return std::strcmp(plan().action, "end") == 0;
+}
+
 bool is_file(int descriptor) {
     struct stat status {};
     const int before = errno;
@@ -136,15 +141,28 @@ extern "C" {
 
 // Names that the system's headers have a use for themselves.
 ssize_t faulty_read(int descriptor, void* data, size_t size) __asm__("read");
+off_t faulty_lseek(int descriptor, off_t offset, int whence) noexcept __asm__("lseek");
+off64_t faulty_lseek64(int descriptor, off64_t offset, int whence) noexcept __asm__("lseek64");
 int faulty_open(const char* name, int flags, ...) __asm__("open");
 int faulty_flock(int descriptor, int operation) noexcept __asm__("flock");
 
 ssize_t faulty_read(int descriptor, void* data, size_t size) {
     static auto* const next = next_function<ssize_t(int, void*, size_t)>("read");
     if (is_file(descriptor) && fails(true, false)) {
-        return std::strcmp(plan().action, "end") == 0 ? 0 : -1;
+        return ends() ? 0 : -1;
     }
     return next(descriptor, data, size);
+}
+
+// Seeks are among the calls that read: they tell how long a file is.
+off_t faulty_lseek(int descriptor, off_t offset, int whence) noexcept {
+    static auto* const next = next_function<off_t(int, off_t, int)>("lseek");
+    return is_file(descriptor) && fails(true, false) && !ends() ? -1 : next(descriptor, offset, whence);
+}
+
+off64_t faulty_lseek64(int descriptor, off64_t offset, int whence) noexcept {
+    static auto* const next = next_function<off64_t(int, off64_t, int)>("lseek64");
+    return is_file(descriptor) && fails(true, false) && !ends() ? -1 : next(descriptor, offset, whence);
 }
 
 ssize_t write(int descriptor, const void* data, size_t size) {

@@ -346,6 +346,38 @@ TEST(ReadEntireCTC, ADataTypeWithoutElementsOpensFileBackedOnly) {
     EXPECT_EQ(recording.ctc.FileView->elementCount, 6u);
 }
 
+TEST(ReadEntireCTC, OnlyOneOpensADataTypeWithoutElementsFileBacked) {
+    const TemporaryFolder folder;
+    const std::string path = folder.write("a.ctc", ctc_header_bytes(small_header(0, 1)) + std::string(6, '\1'));
+    for (const unsigned int mode : {0u, 2u, 3u, 0x101u, 0x80000001u, 0xFFFFFFFFu}) {
+        EXPECT_EQ(refusal(path, mode), "Unsupported datatype.\n") << mode;
+    }
+}
+
+TEST(ReadEntireCTC, ARefusalKeepsThePathOfAFileThatCouldBeOpened) {
+    const TemporaryFolder folder;
+    const std::string good = ctc_header_bytes(small_header(1, 1));
+    struct Case {
+        const char* what;
+        std::string bytes;
+    };
+    const Case cases[] = {{"empty", ""},
+                          {"cut short", good.substr(0, 20)},
+                          {"data type", ctc_header_bytes(small_header(2, 1))},
+                          {"ordering 7", ctc_header_bytes(small_header(1, 7))},
+                          {"ordering 0", ctc_header_bytes(small_header(1, 0))},
+                          {"no elements", ctc_header_bytes(small_header(0, 1))}};
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        const std::string path = folder.write("a.ctc", c.bytes);
+        Recording recording;
+        testing::internal::CaptureStderr();
+        EXPECT_EQ(ReadEntireCTC(&recording.ctc, path.c_str(), inMemory), 0);
+        testing::internal::GetCapturedStderr();
+        EXPECT_EQ(recording.ctc.fileName, path);
+    }
+}
+
 TEST(ReadEntireCTC, OtherDataTypesAreRefusedWithAMessage) {
     const TemporaryFolder folder;
     for (const unsigned int dataType : {2u, 6u, 7u, 0xFFFFFFFFu}) {

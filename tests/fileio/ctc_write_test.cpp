@@ -2,9 +2,11 @@
 
 #include <gtest/gtest.h>
 
+#include <csignal>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <fstream>
 #include <string>
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
@@ -13,6 +15,7 @@
 #include "fileio/ctc.h"
 #include "fileio/ctc_channel.h"
 #include "tests/support/allocation_probe.h"
+#include "tests/support/child_process.h"
 #include "tests/support/ctc_bytes.h"
 #include "tests/support/temporary_folder.h"
 
@@ -22,6 +25,7 @@ using support::append_stored;
 using support::Bytes;
 using support::ctc_header_bytes;
 using support::CtcHeader;
+using support::in_child;
 using support::TemporaryFolder;
 
 struct Recording {
@@ -455,26 +459,194 @@ TEST(WriteEntireCTC, AFailedSaveNeverRemovesADevice) {
     EXPECT_TRUE(folder.has("null"));
 }
 
-TEST(WriteEntireCTC, ABackingFileThatCannotBeToldIsNotOverwritten) {
+// Which file holds the samples is a matter of the open view, not of what its name leads to by now.
+
+TEST(WriteEntireCTC, SamplesAreSafeWhereTheirRelativeNameLeadsToAnotherFile) {
     const TemporaryFolder folder(TemporaryFolder::Use::asCurrentDirectory);
     const std::string bytes = ctc_header_bytes(six_samples(3, 1)) + patterned(12);
-    folder.write("a.ctc", bytes);
-    const std::string other = folder.write("other.ctc", "as it was");
     std::filesystem::create_directory("below");
+    folder.write("a.ctc", bytes);
+    folder.write("below/a.ctc", "as it was");
+    folder.write("other.ctc", "as it was");
     {
-        Recording recording("a.ctc"); // a relative name, which another current directory makes meaningless
+        Recording recording("a.ctc");
         std::filesystem::current_path("below");
         EXPECT_EQ(WriteEntireCTC(&recording.ctc, folder.path("a.ctc").c_str(), 0), 0);
-        EXPECT_EQ(WriteEntireCTC(&recording.ctc, other.c_str(), 0), 0) << "it might be the one";
-        EXPECT_EQ(WriteEntireCTC(&recording.ctc, folder.path("new.ctc").c_str(), 0), 1) << "no file is none";
+        EXPECT_EQ(WriteEntireCTC(&recording.ctc, "../a.ctc", 0), 0);
+        EXPECT_EQ(folder.read("a.ctc"), bytes) << "the file that holds the samples was written over";
+        EXPECT_EQ(folder.read("below/a.ctc"), "as it was");
+        EXPECT_EQ(WriteEntireCTC(&recording.ctc, folder.path("other.ctc").c_str(), 0), 1);
+        std::filesystem::current_path(folder.path());
     }
+    EXPECT_EQ(folder.read("other.ctc"), bytes);
+    {
+        Recording recording("a.ctc");
+        std::filesystem::current_path("below");
+        EXPECT_EQ(WriteEntireCTC(&recording.ctc, "a.ctc", 0), 1) << "of the same name, but not the file";
+        std::filesystem::current_path(folder.path());
+    }
+    EXPECT_EQ(folder.read("below/a.ctc"), bytes);
+    EXPECT_EQ(folder.read("a.ctc"), bytes);
+}
+
+TEST(WriteEntireCTC, SamplesAreSafeWhereAnotherFileHasTakenTheirName) {
+    const TemporaryFolder folder;
+    const std::string bytes = ctc_header_bytes(six_samples(3, 1)) + patterned(12);
+    const std::string source = folder.write("a.ctc", bytes);
+    const std::string moved = folder.path("moved.ctc");
+    {
+        Recording recording(source);
+        std::filesystem::rename(source, moved);
+        folder.write("a.ctc", "another file");
+        EXPECT_EQ(WriteEntireCTC(&recording.ctc, moved.c_str(), 0), 0);
+        EXPECT_EQ(support::read_file(moved), bytes) << "the file that holds the samples was written over";
+        EXPECT_EQ(WriteEntireCTC(&recording.ctc, source.c_str(), 0), 1) << "the other file does not hold them";
+    }
+    EXPECT_EQ(support::read_file(source), bytes);
+    EXPECT_EQ(support::read_file(moved), bytes);
+}
+
+TEST(WriteEntireCTC, WithoutTheNameOfItsFileARecordingIsSavedOverAnyOther) {
+    const TemporaryFolder folder;
+    const std::string bytes = ctc_header_bytes(six_samples(3, 1)) + patterned(12);
+    const std::string source = folder.write("a.ctc", bytes);
+    folder.write("b.ctc", std::string(3000, 'x'));
+    {
+        Recording recording(source);
+        std::filesystem::rename(source, folder.path("moved.ctc"));
+        EXPECT_EQ(WriteEntireCTC(&recording.ctc, folder.path("moved.ctc").c_str(), 0), 0);
+        EXPECT_EQ(WriteEntireCTC(&recording.ctc, folder.path("b.ctc").c_str(), 0), 1);
+    }
+    EXPECT_EQ(folder.read("b.ctc"), bytes);
+    EXPECT_EQ(folder.read("moved.ctc"), bytes);
+    {
+        Recording recording(folder.path("b.ctc"));
+        std::filesystem::remove(folder.path("b.ctc")); // its samples are there as long as it is open
+        EXPECT_EQ(WriteEntireCTC(&recording.ctc, folder.path("moved.ctc").c_str(), 0), 1);
+    }
+    EXPECT_EQ(folder.read("moved.ctc"), bytes);
+}
+
+TEST(WriteEntireCTC, AViewWhoseStreamTheCallerMadeIsSavedToNewNamesOnly) {
+    const TemporaryFolder folder;
+    const std::string bytes = ctc_header_bytes(six_samples(3, 1)) + patterned(12);
+    const std::string source = folder.write("a.ctc", bytes);
+    folder.write("other.ctc", "as it was");
+    Recording recording(source);
+    delete recording.ctc.FileView->stream;
+    recording.ctc.FileView->stream = new std::fstream(source, std::ios::in | std::ios::out | std::ios::binary);
+    EXPECT_EQ(WriteEntireCTC(&recording.ctc, source.c_str(), 0), 0);
+    EXPECT_EQ(WriteEntireCTC(&recording.ctc, folder.path("other.ctc").c_str(), 0), 0) << "it might be the file";
+    EXPECT_EQ(WriteEntireCTC(&recording.ctc, folder.path("new.ctc").c_str(), 0), 1);
     EXPECT_EQ(folder.read("a.ctc"), bytes);
     EXPECT_EQ(folder.read("other.ctc"), "as it was");
     EXPECT_EQ(folder.read("new.ctc"), bytes);
-    {
-        Recording recording(folder.path("a.ctc"));
-        std::filesystem::rename(folder.path("a.ctc"), folder.path("moved.ctc"));
-        EXPECT_EQ(WriteEntireCTC(&recording.ctc, folder.path("moved.ctc").c_str(), 0), 0);
+}
+
+TEST(WriteEntireCTC, ConditionsAreWrittenInContinuousOrderingsToo) {
+    const TemporaryFolder folder;
+    for (const unsigned int ordering : {1u, 2u}) {
+        SCOPED_TRACE(ordering);
+        CtcHeader header = six_samples(3, ordering);
+        header.trials = {4, 0, 2};
+        header.pre = {3, 5, 1};
+        header.post = {7, 6, 9};
+        Recording recording;
+        fill(recording.ctc, header);
+        const std::string bytes = ctc_header_bytes(header) + fill_samples(recording.ctc);
+        EXPECT_EQ(WriteEntireCTC(&recording.ctc, folder.path("a.ctc").c_str(), 0), 1);
+        EXPECT_EQ(folder.read("a.ctc"), bytes);
+        Recording viewed(folder.path("a.ctc"));
+        EXPECT_EQ(WriteEntireCTC(&viewed.ctc, folder.path("b.ctc").c_str(), 0), 1);
+        EXPECT_EQ(folder.read("b.ctc"), bytes);
     }
-    EXPECT_EQ(folder.read("moved.ctc"), bytes);
+}
+
+TEST(WriteEntireCTC, TheNewViewHasTheOldOnesDimensionsAndElementCode) {
+    const TemporaryFolder folder;
+    const CtcHeader header = six_samples(3, 1); // for which ReadEntireCTC would open 3 x 2 signed 16-bit elements
+    const std::string source = folder.write("samples", patterned(12));
+    Recording recording;
+    fill(recording.ctc, header);
+    const unsigned int dims[4] = {1, 2, 1, 3};
+    recording.ctc.FileView = static_cast<transio_struct*>(std::malloc(sizeof(transio_struct)));
+    ASSERT_EQ(transio_open(recording.ctc.FileView, source.c_str(), 0, 4, dims, 0x0231), 1);
+    EXPECT_EQ(WriteEntireCTC(&recording.ctc, folder.path("a.ctc").c_str(), 0), 1);
+    const transio_struct& view = *recording.ctc.FileView;
+    EXPECT_EQ(view.flags, 0x0211u) << "unsigned 16-bit as before; of the write bits the lower one";
+    EXPECT_EQ(view.nDims, 4u);
+    for (int i = 0; i < 4; ++i) {
+        EXPECT_EQ(view.dims[i], dims[i]) << i;
+    }
+    EXPECT_EQ(view.baseOffset, ctc_header_bytes(header).size());
+    EXPECT_EQ(folder.read("a.ctc"), ctc_header_bytes(header) + patterned(12));
+}
+
+TEST(WriteEntireCTC, FromMemoryAFullDiskIsNotNoticed) {
+    if (!std::filesystem::exists("/dev/full")) {
+        GTEST_SKIP() << "no /dev/full here";
+    }
+    Recording little;
+    fill(little.ctc, six_samples(3, 1));
+    fill_samples(little.ctc);
+    EXPECT_EQ(WriteEntireCTC(&little.ctc, "/dev/full", 0), 1);
+    Recording much; // more than waits in the stream's buffer
+    fill(much.ctc, long_header(4, 1000000));
+    much.ctc.Int8Samples = malloced(std::vector<signed char>(1000000));
+    EXPECT_EQ(WriteEntireCTC(&much.ctc, "/dev/full", 0), 1);
+}
+
+TEST(WriteEntireCTC, FileBackedADiskThatFillsUpLeavesNoFile) {
+    const TemporaryFolder folder;
+    struct Case {
+        unsigned int samples;
+        rlim_t limit;
+    };
+    // In the header, in a whole block of the copy, in the remainder; what is short is written at the end, in one piece.
+    for (const Case c : {Case{700000, 10}, Case{700000, 300000}, Case{700000, 680000}, Case{10, 20}, Case{10, 45}}) {
+        SCOPED_TRACE(std::to_string(c.samples) + " samples, " + std::to_string(c.limit) + " bytes");
+        const std::string bytes = ctc_header_bytes(long_header(4, c.samples)) + patterned(c.samples);
+        const std::string source = folder.write("a.ctc", bytes);
+        ASSERT_GT(bytes.size(), c.limit);
+        EXPECT_EQ(in_child([&] {
+                      std::signal(SIGXFSZ, SIG_IGN);
+                      Recording recording(source);
+                      if (!support::limit(RLIMIT_FSIZE, c.limit)) {
+                          return 2;
+                      }
+                      if (WriteEntireCTC(&recording.ctc, folder.path("b.ctc").c_str(), 0) != 0) {
+                          return 3;
+                      }
+                      signed char first = 0;
+                      const bool stillViewed = recording.ctc.FileView->fileName == source &&
+                                               transio_read_buffer(recording.ctc.FileView, 1, 1, &first) == 1;
+                      return stillViewed && first == 1 ? 0 : 4;
+                  }),
+                  0);
+        EXPECT_FALSE(folder.has("b.ctc")) << "an incomplete file with a valid header was left";
+        EXPECT_TRUE(support::read_file(source) == bytes);
+    }
+}
+
+TEST(WriteEntireCTC, ADataTypeOfSmallerElementsThanTheViewsIsRefused) {
+    const TemporaryFolder folder;
+    struct Case {
+        unsigned int opened;
+        unsigned int changed;
+    };
+    for (const Case c : {Case{1, 3}, Case{1, 4}, Case{3, 4}}) {
+        SCOPED_TRACE(std::to_string(c.opened) + " to " + std::to_string(c.changed));
+        constexpr unsigned int samples = 400000; // whole blocks of the copy, which larger elements would overrun
+        const std::string bytes = ctc_header_bytes(long_header(c.opened, samples)) + patterned(4 * samples);
+        const std::string target = folder.write("b.ctc", "as it was");
+        Recording recording(folder.write("a.ctc", bytes));
+        if (c.opened == 1) {
+            recording.ctc.ChannelOffsets = malloced(std::vector<float>{0.0f});
+            recording.ctc.ChannelScales = malloced(std::vector<float>{1.0f});
+        }
+        recording.ctc.DataType = c.changed;
+        EXPECT_EQ(WriteEntireCTC(&recording.ctc, target.c_str(), 0), 0);
+        EXPECT_EQ(support::read_file(target), "as it was");
+        EXPECT_TRUE(folder.read("a.ctc") == bytes);
+    }
 }

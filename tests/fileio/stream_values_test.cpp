@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <climits>
 #include <fstream>
 #include <string>
 
@@ -189,7 +190,9 @@ TEST(IOSWriteCString, ALongStringIsCutOneShortOfTheCapacity) {
 
 TEST(IOSWriteCString, ACapacityOfOneOrLessIsOneNul) {
     EXPECT_EQ(written("abc", 1), std::string("\0", 1));
-    EXPECT_EQ(written("abc", 0), std::string("\0", 1));
+    for (const long size : {0L, -1L, LONG_MIN + 1, LONG_MIN}) {
+        EXPECT_EQ(written("abc", size), std::string("\0", 1)) << size;
+    }
 }
 
 TEST(IOSWriteCString, WritesAtTheCurrentPosition) {

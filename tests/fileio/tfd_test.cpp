@@ -554,6 +554,75 @@ TEST(TFDTensor, TheSecondTensorIsWrittenWhereTheFirstCouldNotBe) {
     EXPECT_TRUE(support::read_file(path) == std::string(8, '\0') + Bytes().f32(3.0f).f32(4.0f).str());
 }
 
+// Views of a caller's own making, over 1, 2, 3, ... in one file.
+struct UnequalViews {
+    TemporaryFolder folder;
+    std::string path;
+    transio_struct first{};
+    transio_struct second{};
+
+    UnequalViews(unsigned int firstCount, unsigned int secondCount) {
+        Bytes bytes;
+        for (int i = 1; i <= 8; ++i) {
+            bytes.f32(static_cast<float>(i));
+        }
+        path = folder.write("a.tfd", bytes.str());
+        EXPECT_EQ(transio_open(&first, path.c_str(), 0, 1, &firstCount, 0x411), 1);
+        EXPECT_EQ(transio_open(&second, path.c_str(), 16, 1, &secondCount, 0x411), 1);
+    }
+    ~UnequalViews() {
+        transio_close(&first);
+        transio_close(&second);
+    }
+};
+
+TEST(TFDTensor, AsManyElementsAreLoadedAsTheFirstViewHas) {
+    UnequalViews views(2, 4);
+    TFDTensorStruct pair = {&views.first, &views.second, nullptr, nullptr};
+    {
+        const AllocationProbe probe;
+        ASSERT_EQ(TFDReadTensor(&pair), 1) << "two of the second view's four";
+        EXPECT_EQ(probe.calls(), 2);
+        EXPECT_EQ(probe.largest(), 8u) << "two floats each";
+    }
+    EXPECT_EQ(pair.FirstData[1], 2.0f);
+    EXPECT_EQ(pair.SecondData[0], 5.0f);
+    EXPECT_EQ(pair.SecondData[1], 6.0f);
+    TFDFreeTensor(&pair);
+
+    TFDTensorStruct shorterSecond = {&views.second, &views.first, nullptr, nullptr};
+    EXPECT_EQ(TFDReadTensor(&shorterSecond), 0) << "four are more than the second view has";
+    EXPECT_EQ(shorterSecond.FirstData, nullptr);
+    EXPECT_EQ(shorterSecond.SecondData, nullptr);
+}
+
+TEST(TFDTensor, AsManyElementsAreWrittenAsTheFirstViewHas) {
+    UnequalViews views(2, 4);
+    float a[4] = {-1.0f, -2.0f, -3.0f, -4.0f};
+    float b[4] = {-5.0f, -6.0f, -7.0f, -8.0f};
+    TFDTensorStruct pair = {&views.first, &views.second, a, b};
+    EXPECT_EQ(TFDWriteTensor(&pair), 1);
+    const auto element_at = [&](unsigned int i) {
+        float value = 0.0f;
+        transio_struct whole{};
+        const unsigned int count = 8;
+        views.first.stream->flush();
+        views.second.stream->flush();
+        EXPECT_EQ(transio_open(&whole, views.path.c_str(), 0, 1, &count, 0x400), 1);
+        transio_read_buffer(&whole, i, 1, &value);
+        transio_close(&whole);
+        return value;
+    };
+    const float expected[8] = {-1.0f, -2.0f, 3.0f, 4.0f, -5.0f, -6.0f, 7.0f, 8.0f};
+    for (unsigned int i = 0; i < 8; ++i) {
+        EXPECT_EQ(element_at(i), expected[i]) << i;
+    }
+    TFDTensorStruct shorterSecond = {&views.second, &views.first, b, a};
+    EXPECT_EQ(TFDWriteTensor(&shorterSecond), 0) << "four are more than the second view has";
+    EXPECT_EQ(element_at(1), -2.0f);
+    EXPECT_EQ(element_at(7), -8.0f) << "the first is written all the same";
+}
+
 TEST(TFDTensor, ATensorThatTheFileLostIsNotLoaded) {
     const TemporaryFolder folder;
     const std::string path = folder.write("a.tfd", whole_file());
@@ -1003,19 +1072,55 @@ TEST(WriteTFD, SavingOverTheFileThatHoldsTheTensorsIsRefused) {
     EXPECT_TRUE(folder.read("b.tfd") == whole_file());
 }
 
-TEST(WriteTFD, ABackingFileThatCannotBeToldIsNotOverwritten) {
+// Which file holds the tensors is a matter of the open views, not of what their name leads to by now.
+
+TEST(WriteTFD, TensorsAreSafeWhereTheirRelativeNameLeadsToAnotherFile) {
     const TemporaryFolder folder(TemporaryFolder::Use::asCurrentDirectory);
-    folder.write("a.tfd", whole_file());
-    folder.write("other.tfd", "as it was");
     std::filesystem::create_directory("below");
-    const Tfd tfd(std::string("a.tfd")); // a relative name, which another current directory makes meaningless
-    ASSERT_FALSE(tfd.null());
-    std::filesystem::current_path("below");
-    EXPECT_EQ(WriteTFD(tfd.get(), folder.path("a.tfd").c_str()), 0);
-    EXPECT_EQ(WriteTFD(tfd.get(), folder.path("other.tfd").c_str()), 0) << "it might be the one";
+    folder.write("a.tfd", whole_file());
+    folder.write("below/a.tfd", "as it was");
+    {
+        const Tfd tfd(std::string("a.tfd"));
+        ASSERT_FALSE(tfd.null());
+        std::filesystem::current_path("below");
+        EXPECT_EQ(WriteTFD(tfd.get(), folder.path("a.tfd").c_str()), 0);
+        EXPECT_EQ(WriteTFD(tfd.get(), "../a.tfd"), 0);
+        EXPECT_TRUE(folder.read("a.tfd") == whole_file()) << "the file that holds the tensors was written over";
+        EXPECT_EQ(WriteTFD(tfd.get(), "a.tfd"), 1) << "of the same name, but not the file";
+        std::filesystem::current_path(folder.path());
+    }
+    EXPECT_TRUE(folder.read("below/a.tfd") == whole_file());
     EXPECT_TRUE(folder.read("a.tfd") == whole_file());
-    EXPECT_EQ(folder.read("other.tfd"), "as it was");
-    EXPECT_EQ(WriteTFD(tfd.get(), folder.path("new.tfd").c_str()), 1) << "no file is none";
+}
+
+TEST(WriteTFD, TensorsAreSafeWhereAnotherFileHasTakenTheirName) {
+    const TemporaryFolder folder;
+    const std::string source = folder.write("a.tfd", whole_file());
+    const std::string moved = folder.path("moved.tfd");
+    {
+        const Tfd tfd(source);
+        std::filesystem::rename(source, moved);
+        folder.write("a.tfd", "another file");
+        EXPECT_EQ(WriteTFD(tfd.get(), moved.c_str()), 0);
+        EXPECT_TRUE(support::read_file(moved) == whole_file()) << "the file that holds the tensors was written over";
+        EXPECT_EQ(WriteTFD(tfd.get(), source.c_str()), 1) << "the other file does not hold them";
+    }
+    EXPECT_TRUE(support::read_file(source) == whole_file());
+    EXPECT_TRUE(support::read_file(moved) == whole_file());
+}
+
+TEST(WriteTFD, WithoutTheNameOfItsFileAStructureIsSavedOverAnyOther) {
+    const TemporaryFolder folder;
+    const std::string source = folder.write("a.tfd", whole_file());
+    folder.write("b.tfd", std::string(3000, 'x'));
+    {
+        const Tfd tfd(source);
+        std::filesystem::rename(source, folder.path("moved.tfd"));
+        EXPECT_EQ(WriteTFD(tfd.get(), folder.path("moved.tfd").c_str()), 0);
+        EXPECT_EQ(WriteTFD(tfd.get(), folder.path("b.tfd").c_str()), 1);
+    }
+    EXPECT_TRUE(folder.read("b.tfd") == whole_file());
+    EXPECT_TRUE(folder.read("moved.tfd") == whole_file());
 }
 
 TEST(WriteTFD, ATensorThatCannotBeReadEndsTheSaveWithoutAFile) {
