@@ -17,6 +17,7 @@
 #include "fileio/ctc.h"
 #include "numerics/arrays.h"
 #include "numerics/truncation.h"
+#include "obs/classic_locale.h"
 #include "obs/obs_fit.h"
 #include "obs/run_texts.h"
 #include "obs/step_timer.h"
@@ -38,7 +39,10 @@ constexpr bool endedAsDone = true;
     char line[1024];
     std::va_list arguments;
     va_start(arguments, format);
-    std::vsnprintf(line, sizeof line, format, arguments);
+    {
+        const ClassicLocale classic;
+        std::vsnprintf(line, sizeof line, format, arguments);
+    }
     va_end(arguments);
     log_line(line);
 }

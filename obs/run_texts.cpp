@@ -5,6 +5,8 @@
 #include <cstring>
 #include <vector>
 
+#include "obs/classic_locale.h"
+
 namespace {
 
 // One conversion of a format text, taken apart.
@@ -75,6 +77,7 @@ std::string zero_formatted(const Conversion& c, std::size_t limit) {
     if (c.hasPrecision && !isText && c.type != 'p') {
         format += "." + std::to_string(c.precision);
     }
+    const obs::ClassicLocale classic;
     std::vector<char> buffer(2 * limit + 400); // the widest field and precision, and the digits of a double
     if (isText) {
         format += 's';

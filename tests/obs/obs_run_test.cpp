@@ -7,11 +7,14 @@
 #include <climits>
 #include <cmath>
 #include <cstdint>
+#include <cstdio>
 #include <cstring>
 #include <filesystem>
 #include <locale>
 #include <string>
 #include <vector>
+
+#include <malloc.h>
 
 #include "export.h"
 #include "fileio/ctc.h"
@@ -19,7 +22,10 @@
 #include "plugin/host_binding.h"
 #include "plugin/host_records.h"
 #include "plugin/oridan_plugin.h"
+#include "tests/obs/comma_locale.h"
+#include "tests/support/allocation_probe.h"
 #include "tests/support/ctc_bytes.h"
+#include "tests/support/fatal.h"
 #include "tests/support/temporary_folder.h"
 
 namespace {
@@ -49,11 +55,16 @@ struct Workbench {
     std::string trialFileName; // looked at when the OBS settings are asked
     std::string trialFileAtSettings;
     std::size_t asked = 0;
+    const AllocationProbe* probe = nullptr;
+    std::vector<int> requestsAtCall; // of C memory, since the probe began
+    bool logsToStderr = false;
+    bool hadCommaAtEachLine = true;
 };
 Workbench workbench;
 
 void note(const std::string& call) {
     workbench.calls.push_back(call);
+    workbench.requestsAtCall.push_back(workbench.probe != nullptr ? workbench.probe->calls() : 0);
 }
 
 template <class Record>
@@ -88,6 +99,10 @@ void nvGetVersionOfNivora(int* major, int* minor, int* patch) {
 }
 void nvLogText(const char* text) {
     note("log " + std::string(text));
+    workbench.hadCommaAtEachLine = workbench.hadCommaAtEachLine && CommaLocale::is_in_force();
+    if (workbench.logsToStderr) {
+        std::fprintf(stderr, "%s\n", text);
+    }
 }
 void nvMessageBox(const char* text) {
     note("box " + std::string(text));
@@ -290,6 +305,24 @@ TEST_F(ObsRun, TheTrialFileDoesNotFollowTheProgramsLocale) {
     EXPECT_EQ(read_file("_x.trl").substr(0, 18), "100000 x\n200000 x\n");
 }
 
+TEST_F(ObsRun, LogLinesAndTheTrialFilesNameDoNotFollowTheCLibrarysLocale) {
+    const CommaLocale comma;
+    if (!comma.is_there()) {
+        GTEST_SKIP() << "no locale with a decimal comma: localedef makes none here";
+    }
+    write_parabola(250.0f, 1000);
+    std::strcpy(workbench.conditions[0].name, "%.1f%e");
+    EXPECT_TRUE(plugin.execute());
+    EXPECT_TRUE(completed());
+    EXPECT_EQ(calls_with("log // OridanSuite> Sampling frequency [Hz]").at(0),
+              "log // OridanSuite> Sampling frequency [Hz] : 250.000000");
+    EXPECT_EQ(calls_with("log // OridanSuite> Total data segment duration [min]").at(0),
+              "log // OridanSuite> Total data segment duration [min] : 0.066667");
+    EXPECT_TRUE(folder.has("_0.00.000000e+00.trl"));
+    EXPECT_TRUE(workbench.hadCommaAtEachLine) << "the workbench is called in its own locale";
+    EXPECT_TRUE(CommaLocale::is_in_force());
+}
+
 TEST_F(ObsRun, NegativeAndAbsentIntervalsCountAsNone) {
     write_parabola(1000.0f, 1000);
     for (const bool absent : {false, true}) {
@@ -354,7 +387,7 @@ TEST_F(ObsRun, TimesInMicrosecondsBecomeSamplesByAFloatProductAndADoubleQuotient
         {1000.0f, 250000, 250},   {1000.0f, 250999, 250},   // cut, not rounded
         {1000.0f, 1493000, 1492}, {1000.0f, 2485000, 2484}, // 1493 and 2485 in double
         {5000.0f, 593000, 2964},  {512.0f, 4751953, 2432},  // 2965 and 2433 by a float quotient
-        {1000.1f, 2568743, 2568},
+        {1000.1f, 2568743, 2568}, {1000.0f, -500, 0},       // toward zero: a valid window
     };
     for (const auto& c : cases) {
         for (const std::int32_t flag : {0, 2, 3, -1, INT_MIN}) { // all but 1 are times
@@ -366,7 +399,8 @@ TEST_F(ObsRun, TimesInMicrosecondsBecomeSamplesByAFloatProductAndADoubleQuotient
             workbench.answers = {1, 0, 100, 10, 0};
             EXPECT_TRUE(plugin.execute());
             EXPECT_EQ(first_sample_of_row(0), c.sample) << c.fs << " Hz, " << c.time << " us";
-            EXPECT_EQ(read_file("_x.trl").substr(0, 8), (std::to_string(c.time) + " x\n       ").substr(0, 8));
+            const std::string line = std::to_string(c.time) + " x\n";
+            EXPECT_EQ(read_file("_x.trl").substr(0, line.size()), line);
         }
     }
 }
@@ -382,6 +416,55 @@ TEST_F(ObsRun, TheEpochBufferStartsAsZeros) {
         EXPECT_EQ(workbench.products[0].rows[j], 0.0);
     }
     EXPECT_EQ(first_sample_of_row(1), 100);
+}
+
+TEST_F(ObsRun, ARecordingOfVersion0IsAllZerosToTheFit) {
+    // Its header can be read and none of its samples. The windows lie so close that they would be read together.
+    CtcHeader header;
+    header.fileVersion = 0;
+    header.nrOfSamples = 1000;
+    Bytes bytes;
+    bytes.raw(ctc_header_bytes(header));
+    for (int i = 0; i < 1000; ++i) {
+        bytes.f32(static_cast<float>(i));
+    }
+    write_file("rec.ctc", bytes.str());
+    use_triggers({100, 110, 120, 130, 140, 150, 160, 170, 180, 190});
+    mallopt(M_PERTURB, 0x41); // what is had from the heap is not zero
+    EXPECT_TRUE(plugin.execute());
+    mallopt(M_PERTURB, 0);
+    ASSERT_EQ(workbench.products.size(), 1U);
+    EXPECT_EQ(workbench.products[0].rows, std::vector<double>(80, 0.0));
+    EXPECT_TRUE(read_file("rec_OBS.ctc") == bytes.str());
+}
+
+TEST_F(ObsRun, TheWorkingStorageIsAskedForWhenTheSegmentsAreLogged) {
+    write_parabola(1000.0f, 1000);
+    int requestsBefore = 0;
+    {
+        const AllocationProbe probe;
+        workbench.probe = &probe;
+        EXPECT_TRUE(plugin.execute());
+        const auto settings = std::find(workbench.calls.begin(), workbench.calls.end(), "ask 3 1..10");
+        ASSERT_GE(workbench.calls.end() - settings, 3);
+        EXPECT_EQ(settings[1], "log // OridanSuite> Resulting number of segments: 1");
+        const auto atSettings = workbench.requestsAtCall.begin() + (settings - workbench.calls.begin());
+        requestsBefore = atSettings[1];
+        EXPECT_EQ(atSettings[0], requestsBefore) << "nothing is asked for before the line";
+        EXPECT_GT(atSettings[2], requestsBefore);
+        workbench.probe = nullptr;
+    }
+    workbench.asked = 0;
+    EXPECT_EXIT(
+        {
+            support::expect_no_release();
+            const AllocationProbe probe(requestsBefore);
+            workbench.logsToStderr = true;
+            plugin.execute();
+        },
+        testing::ExitedWithCode(1),
+        "// OridanSuite> Resulting number of segments: 1\n"
+        "Numerical Recipes run-time error...\n[^\n]+\n...now exiting to system...\n$");
 }
 
 TEST_F(ObsRun, ALateUnreadableWindowRepeatsTheEpochBeforeIt) {

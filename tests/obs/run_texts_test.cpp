@@ -6,6 +6,8 @@
 #include <cstring>
 #include <string>
 
+#include "tests/obs/comma_locale.h"
+
 using obs::field_text;
 using obs::formatted_without_arguments;
 
@@ -60,6 +62,16 @@ TEST(FormattedWithoutArguments, AMissingFloatingPointNumberIsZero) {
     EXPECT_EQ(formatted("%Lg"), "0");
     EXPECT_EQ(formatted("%a"), "0x0p+0");
     EXPECT_EQ(formatted("%.1f|%6.2f|%-6.2f|%06.1f|%+.0f"), "0.0|  0.00|0.00  |0000.0|+0");
+}
+
+TEST(FormattedWithoutArguments, DecimalPointsArePointsWhateverTheLocale) {
+    const CommaLocale comma;
+    if (!comma.is_there()) {
+        GTEST_SKIP() << "no locale with a decimal comma: localedef makes none here";
+    }
+    EXPECT_TRUE(CommaLocale::is_in_force());
+    EXPECT_EQ(formatted("%f %.2E %#g %#a %#.0f"), "0.000000 0.00E+00 0.00000 0x0.p+0 0.");
+    EXPECT_TRUE(CommaLocale::is_in_force());
 }
 
 TEST(FormattedWithoutArguments, FlagsWidthAndPrecisionHold) {

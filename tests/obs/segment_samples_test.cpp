@@ -160,6 +160,19 @@ TEST(SegmentSamples, AWindowOutsideIsZerosAndARefusedOneRepeatsTheOneBefore) {
     EXPECT_EQ(segment.rows[4][0], value_at(118));
 }
 
+TEST(SegmentSamples, RefusedWindowsThatLieCloseTogetherRepeatTheBufferToo) {
+    const std::vector<int> triggers = {100, 105, 110};
+    Segment segment(triggers);
+    segment.read(3); // leaves samples behind that must not show
+    segment.x.assign(length, -1.0f);
+    segment.ctc.FileVersion = 0; // the sample access refuses everything
+    segment.read(3);
+    EXPECT_EQ(segment.rows, std::vector(3, std::vector<float>(length, -1.0f)));
+    segment.ctc.FileVersion = 1;
+    segment.clean(3);
+    EXPECT_EQ(segment.file(), expected_file(triggers, 3)) << "each is still put back by itself";
+}
+
 TEST(SegmentSamples, WhereTheFileEndsEarlyTheWindowsBeforeItsEndAreReadAllTheSame) {
     Segment segment({100, 120, 140});
     std::filesystem::resize_file(segment.path, segment.header.size() + 4 * (nSamples + 130));

@@ -271,7 +271,8 @@ TEST_F(Execute, SegmentsAreCountedUp) {
 }
 
 TEST_F(Execute, TooOldVersionEndsWithABox) {
-    for (const std::vector<int>& version : std::vector<std::vector<int>>{{1, 8, 2}, {1, 7, 9}, {0, 99, 99}}) {
+    for (const std::vector<int>& version :
+         std::vector<std::vector<int>>{{1, 8, 2}, {1, 7, 9}, {0, 99, 99}, {0, 9, 0}, {0, 8, 3}, {-1, 8, 3}}) {
         std::copy(version.begin(), version.end(), script.version);
         const HostRun run = execute_module(script);
         EXPECT_FALSE(run.result);
@@ -339,6 +340,17 @@ TEST_F(Execute, OutputNameThatIsTheInputItselfLeavesItUntouched) {
     EXPECT_TRUE(run.result);
     EXPECT_EQ(run.calls.back(), "log // OridanSuite> Error reading CTC file. Exiting plugin.");
     EXPECT_EQ(read_file("rec.ctc"), before);
+}
+
+TEST_F(Execute, OutputNameThatIsASecondNameOfTheInputLeavesItUntouched) {
+    std::filesystem::create_hard_link("rec.ctc", "rec_OBS.ctc");
+    const std::string before = read_file("rec.ctc");
+    const HostRun run = execute_module(script);
+    EXPECT_TRUE(run.result);
+    EXPECT_EQ(
+        run.calls,
+        expected({opening, dataDialog, copying, {"log // OridanSuite> Error reading CTC file. Exiting plugin."}}));
+    EXPECT_TRUE(read_file("rec.ctc") == before);
 }
 
 TEST_F(Execute, PipesAreNotWaitedFor) {
@@ -482,6 +494,15 @@ TEST_F(Execute, TrialFileThatCannotBeWrittenIsIgnored) {
     EXPECT_TRUE(execute_module(script).result);
 }
 
+TEST_F(Execute, LongerTrialFileOfAnEarlierRunIsReplaced) {
+    write_file("_x.trl", std::string(10000, 'o'));
+    script.conditions = {{"x", every(1, 50, 10)}};
+    script.answers = {1, 0, 1, 10, 1};
+    execute_module(script);
+    EXPECT_EQ(read_file("_x.trl"), "0 x\n50000 x\n100000 x\n150000 x\n200000 x\n250000 x\n300000 x\n350000 x\n"
+                                   "400000 x\n450000 x\n");
+}
+
 TEST_F(Execute, TriggersOutsideTheRecordingAreSkipped) {
     script.conditions[1].intervals = {INT32_MIN, -1, 0, 9, 10, 500, 979, 980, 981, 1000, INT32_MAX, 200};
     const HostRun run = execute_module(script);
@@ -546,6 +567,19 @@ TEST_F(Execute, LongDurationWrapsInMilliseconds) {
               "log // OridanSuite> Total data segment duration [min] : 71.582802");
 }
 
+TEST_F(Execute, MinutesAreAQuotientByASinglePrecisionProduct) {
+    support::CtcHeader fields;
+    fields.dataType = 0; // one byte per sample, a sparse file
+    fields.nrOfSamples = 36000001;
+    fields.samplingFrequency = 1000.1f;
+    write_file("rec.ctc", support::ctc_header_bytes(fields));
+    script.answers = {0};
+    const HostRun run = execute_module(script);
+    // 599.940063 where 60 times the frequency keeps the digits of a double.
+    EXPECT_EQ(run.starting_with("log // OridanSuite> Total data segment duration [min]").at(0),
+              "log // OridanSuite> Total data segment duration [min] : 599.940002");
+}
+
 TEST_F(Execute, SamplingFrequencyOfZeroOrNaNIsLoggedAndSafe) {
     for (const float fs : {0.0f, std::numeric_limits<float>::quiet_NaN()}) {
         write_file("rec.ctc", recording_bytes(1, 400, fs, {}));
@@ -608,6 +642,44 @@ TEST_F(Execute, EveryLineStandsBeforeTheWorkThatItAnnounces) {
     };
     EXPECT_TRUE(execute_module(script).result);
     EXPECT_EQ(seen, 6);
+}
+
+TEST_F(Execute, CursorIsBusyWhereverTheRunWorksAndReadyAtEveryDialog) {
+    Lines seen; // without texts
+    script.onCall = [&](const std::string& call) {
+        const std::string kind = call.substr(0, call.find(' '));
+        if (kind != "log" && kind != "update" && kind != "tab") {
+            seen.push_back(kind == "condition" ? call : kind);
+        }
+    };
+    EXPECT_TRUE(execute_module(script).result);
+    EXPECT_EQ(seen, (Lines{"open",        "busy",        "ready",       "busy",  "ready", "open", "busy", "clear",
+                           "load",        "condition 0", "condition 1", "ready", "ask",   "ask",  "ask",  "busy",
+                           "condition 1", "ready",       "ask",         "ask",   "busy",  "ready"}));
+}
+
+TEST_F(Execute, FilesAreClosedBeforeTheCursorIsReady) {
+    Lines before; // of each time that the cursor became ready
+    std::string previous;
+    std::string atTrialFile;
+    script.onCall = [&](const std::string& call) {
+        if (call == "condition 1") {
+            EXPECT_FALSE(std::filesystem::exists("_slice.trl"));
+        } else if (call == "ready") {
+            EXPECT_FALSE(is_open("_slice.trl"));
+            if (previous == "condition 1") {
+                atTrialFile = read_file("_slice.trl");
+            } else if (previous == "update") {
+                EXPECT_FALSE(is_open("rec.ctc"));
+                EXPECT_FALSE(is_open("rec_OBS.ctc"));
+            }
+            before.push_back(previous.substr(0, previous.find(' ')));
+        }
+        previous = call;
+    };
+    EXPECT_TRUE(execute_module(script).result);
+    EXPECT_EQ(before, (Lines{"update", "log", "log", "condition", "update"}));
+    EXPECT_EQ(std::count(atTrialFile.begin(), atTrialFile.end(), '\n'), 12);
 }
 
 TEST_F(Execute, NothingStaysOpenAtAnyExit) {

@@ -20,8 +20,15 @@ std::vector<std::string> calls;
 std::size_t nextAnswer = 0;
 int volumeDocument = 0;
 
+void tell(const std::string& call) {
+    if (script.onCall) {
+        script.onCall(call);
+    }
+}
+
 void note(const std::string& call) {
     calls.push_back(call);
+    tell(call);
 }
 
 } // namespace
@@ -138,6 +145,7 @@ EXPORTED int nvGetProtocol(ProtocolStruct* record) {
 }
 
 EXPORTED void nvGetProtocolCondition(int index, ProtocolConditionStruct* record) {
+    tell("condition " + std::to_string(index));
     std::memset(record, 0x5A, sizeof *record);
     const HostCondition& condition = script.conditions[static_cast<std::size_t>(index)];
     std::memset(record->name, 0, sizeof record->name);

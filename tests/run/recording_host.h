@@ -23,6 +23,8 @@ struct HostScript {
     std::vector<HostCondition> conditions;
     std::vector<int> answers;                      // to the number dialogs, in order; -1 when they run out
     std::function<void(const std::string&)> onLog; // called with each log line
+    // Called with each entry of HostRun::calls as it is made, and with "condition INDEX", which is no entry.
+    std::function<void(const std::string&)> onCall;
 };
 
 /// What happened, one entry per call: "log TEXT", "box TEXT", "ask PROMPT [default lo..hi] -> answer",
