@@ -3,9 +3,9 @@
 /// @file
 /// Which of the processor's vector instructions the routines use. Not exported.
 ///
-/// Every variant of a routine gives the same bits; the choice is only about speed. It is made on first use, not when
-/// the module is loaded. The environment variable ORIDAN_INSTRUCTION_SET (baseline, avx2, avx512), read once, lowers
-/// it.
+/// Every variant of a routine gives the same bits, but which NaN stands for a NaN is left open; the choice is only
+/// about speed. It is made on first use, not when the module is loaded. The environment variable ORIDAN_INSTRUCTION_SET
+/// (baseline, avx2, avx512), read once, lowers it.
 namespace numerics {
 
 enum class InstructionSet {

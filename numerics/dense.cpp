@@ -35,7 +35,21 @@ void matrix_matrix_mult_block(float** a, float** b, float** c, int nblocks, int 
 }
 
 void transposematrix_matrix_mult(float** a, float** c, int n, int m) {
-    numerics::row_products(a, n, a, n, m, c);
+    if (m <= 0) {
+        return;
+    }
+    // By bands of rows up to the diagonal, which saves most of the upper triangle's sums. Those in a band are copied
+    // over, too: of two NaNs in a product a sum may keep the one here and the other there.
+    constexpr int band = 16;
+    for (int from = 0, to = 0; from < n; from = to) {
+        to = n - from > band ? from + band : n;
+        numerics::row_products(a + from, to - from, a, to, m, c + from);
+        for (int j = 0; j < to; ++j) {
+            for (int i = std::max(from, j + 1); i < to; ++i) {
+                c[j][i] = c[i][j];
+            }
+        }
+    }
 }
 
 // Stands where a general product with transpose flags was expected: b, n and the flags are accepted, not used.
@@ -48,7 +62,7 @@ void matrix_vector_mult(float** a, float* x, float* y, int m, int n) {
         return;
     }
     int i = 0;
-    for (; i + 8 <= m; i += 8) {
+    for (; i + 8L <= m; i += 8) {
         float sums[8] = {};
         for (int k = 0; k < n; ++k) {
 #pragma GCC unroll 8

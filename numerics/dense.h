@@ -7,7 +7,7 @@
 ///
 /// Index base: 0 in every routine (copy_matrix alone lets the caller choose). m x n means m rows, n columns.
 /// Precision: float throughout, sums included; every sum starts at 0 and runs with its inner index
-/// ascending, so results are the same bits everywhere.
+/// ascending, so results are the same bits everywhere, but which NaN stands for a NaN is left open.
 /// Matrices are row-pointer arrays that the caller allocated in the right shape. Outputs must not overlap
 /// inputs unless a routine says that it works in place.
 /// Unchecked: all arguments. A count of 0 or less writes nothing. State: none.

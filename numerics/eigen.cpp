@@ -1,14 +1,14 @@
 #include "numerics/eigen.h"
 
 #include <cmath>
+#include <cstddef>
+#include <cstdlib>
 
 #include "numerics/arrays.h"
 #include "numerics/cpu.h"
 #include "numerics/x86/jacobi_kernels.h"
 
 namespace {
-
-constexpr int maxSweeps = 50;
 
 struct Rotation {
     float s;
@@ -50,7 +50,7 @@ int plain_jacobi(float** a, int n, float* d, float** v, int* nrot) {
     *nrot = 0;
 
     int converged = 0;
-    for (int sweep = 1; sweep <= maxSweeps; ++sweep) {
+    for (int sweep = 1; sweep <= kernels::maxSweeps; ++sweep) {
         float sm = 0.0f;
         for (int p = 1; p < n; ++p) {
             for (int q = p + 1; q <= n; ++q) {
@@ -134,17 +134,19 @@ constexpr int smallestForVectors = 11;
 namespace kernels {
 
 float* workspace(long floats) {
-    return fvector(0, floats - 1);
+    return static_cast<float*>(std::malloc(sizeof(float) * static_cast<std::size_t>(floats)));
 }
-void free_workspace(float* storage, long floats) {
-    free_fvector(storage, 0, floats - 1);
+void free_workspace(float* storage) {
+    std::free(storage);
 }
 
 } // namespace kernels
 
 int jacobi(float** a, int n, float* d, float** v, int* nrot) {
     static const Jacobi best = best_jacobi();
-    return (n < smallestForVectors ? plain_jacobi : best)(a, n, d, v, nrot);
+    // The plain loop needs two vectors only, so it is also what remains where memory is short.
+    const int result = n < smallestForVectors ? kernels::noStorage : best(a, n, d, v, nrot);
+    return result == kernels::noStorage ? plain_jacobi(a, n, d, v, nrot) : result;
 }
 
 void eigsrt(float* d, float** v, int n) {

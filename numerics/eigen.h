@@ -16,7 +16,8 @@
 /// @param nrot  out. Rotations performed.
 /// @return 1 when the sum of the off-diagonal magnitudes reached exactly 0; 0 after 50 sweeps, silently,
 ///         with d and v as the last sweep left them.
-/// Fatal: "allocation failure in vector()".   Unchecked: symmetry.
+/// Fatal: "allocation failure in vector()", from two work vectors; more memory is used only where there is some.
+/// Unchecked: symmetry.
 /// Method: Jacobi (1846), cyclic by rows, with the threshold strategy of Rutishauser (1966).
 ORIDAN_API int jacobi(float** a, int n, float* d, float** v, int* nrot);
 

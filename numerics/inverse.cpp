@@ -17,16 +17,23 @@
 
 namespace {
 
-// Singular values and vectors of an n x n matrix, 1-based as svdcmp leaves them.
+// Singular values and vectors of an n x n matrix, 1-based as svdcmp leaves them, and 0-based matrices to work with.
 struct Decomposition {
     int n;
     float** u;
-    float* w;
     float** v;
+    float* w;
+    float** work[3];
 };
 
+float** work_matrix(int n) {
+    return matrix(0, n - 1L, 0, n - 1L);
+}
+
+// Asks for all memory first, in this order: u, v, w, the work matrices.
 Decomposition decompose(float** a, int n) {
-    Decomposition d{n, matrix(1, n, 1, n), fvector(1, n), matrix(1, n, 1, n)};
+    Decomposition d{
+        n, matrix(1, n, 1, n), matrix(1, n, 1, n), fvector(1, n), {work_matrix(n), work_matrix(n), work_matrix(n)}};
     copy_matrix(a, d.u, n, n, 2);
     svdcmp(d.u, n, n, d.w, d.v);
     return d;
@@ -43,19 +50,17 @@ float largest_value(const Decomposition& d) {
 // result = V diag(w) U^T; releases the decomposition.
 void compose_and_free(Decomposition& d, float** result) {
     const int n = d.n;
-    float** u = matrix(0, n - 1L, 0, n - 1L);
-    float** ut = matrix(0, n - 1L, 0, n - 1L);
-    float** v = matrix(0, n - 1L, 0, n - 1L);
+    const auto& [u, ut, v] = d.work;
     copy_matrix(d.u, u, n, n, 3);
     matrix_transpose(u, ut, n, n);
     diagmatrix_matrix_mult(d.w + 1, ut, n, n);
     copy_matrix(d.v, v, n, n, 3);
     matrix_matrix_mult(v, ut, result, n, n, n);
-    free_matrix(v, 0, n - 1L, 0, n - 1L);
-    free_matrix(ut, 0, n - 1L, 0, n - 1L);
-    free_matrix(u, 0, n - 1L, 0, n - 1L);
-    free_matrix(d.v, 1, n, 1, n);
+    for (float** each : d.work) {
+        free_matrix(each, 0, n - 1L, 0, n - 1L);
+    }
     free_fvector(d.w, 1, n);
+    free_matrix(d.v, 1, n, 1, n);
     free_matrix(d.u, 1, n, 1, n);
 }
 

@@ -30,7 +30,7 @@ void tile(const float* const* a, const float* const* b, int length, float* const
 template <int Columns>
 void tiles_below(const float* const* a, int rowsA, const float* const* b, int length, float* const* c, int column) {
     int i = 0;
-    for (; i + 4 <= rowsA; i += 4) {
+    for (; i + 4L <= rowsA; i += 4) {
         tile<4, Columns>(a + i, b, length, c + i, column);
     }
     for (; i < rowsA; ++i) {
@@ -41,7 +41,7 @@ void tiles_below(const float* const* a, int rowsA, const float* const* b, int le
 void plain_row_products(const float* const* a, int rowsA, const float* const* b, int rowsB, int length,
                         float* const* c) {
     int j = 0;
-    for (; j + 4 <= rowsB; j += 4) {
+    for (; j + 4L <= rowsB; j += 4) {
         tiles_below<4>(a, rowsA, b + j, length, c, j);
     }
     if (rowsB - j == 3) {
@@ -55,7 +55,7 @@ void plain_row_products(const float* const* a, int rowsA, const float* const* b,
 
 void plain_row_sums(const float* const* a, int rows, int length, float* sums) {
     int i = 0;
-    for (; i + 8 <= rows; i += 8) {
+    for (; i + 8L <= rows; i += 8) {
         float side[8] = {};
         for (int k = 0; k < length; ++k) {
 #pragma GCC unroll 8
@@ -91,7 +91,7 @@ void combine_columns(const float* weights, const float* const* rows, int count, 
 
 void plain_combine_rows(const float* weights, const float* const* rows, int count, int length, float* result) {
     int j = 0;
-    for (; j + 32 <= length; j += 32) {
+    for (; j + 32L <= length; j += 32) {
         combine_columns<32>(weights, rows, count, j, result);
     }
     for (; j < length; ++j) {
@@ -102,8 +102,8 @@ void plain_combine_rows(const float* weights, const float* const* rows, int coun
 void plain_subtract_combination(const float* given, const float* weights, const float* const* rows, int count,
                                 int length, float* result) {
     constexpr int stretch = 1024; // elements that stay in the cache over all rows
-    for (int from = 0; from < length; from += stretch) {
-        const int to = std::min(length, from + stretch);
+    for (int from = 0, to = 0; from < length; from = to) {
+        to = length - from > stretch ? from + stretch : length;
         std::copy(given + from, given + to, result + from);
         for (int k = 0; k < count; ++k) {
             const float weight = weights[k];

@@ -9,8 +9,6 @@
 namespace kernels {
 namespace {
 
-constexpr int maxSweeps = 50;
-
 inline int smaller(int a, int b) {
     return a < b ? a : b;
 }

@@ -173,13 +173,16 @@ int jacobi_wave(float** a, int n, float* d, float** v, int* nrot) {
     Storage m{};
     const long size = arrange(m, n, nullptr);
     float* storage = workspace(size);
+    if (storage == nullptr) {
+        return noStorage;
+    }
     memset(storage, 0, sizeof(float) * static_cast<unsigned long>(size));
     arrange(m, n, storage);
     take_matrix(m, a);
     *nrot = 0;
     const bool converged = diagonalize(m, nrot);
     give_results(m, a, d, v);
-    free_workspace(storage, size);
+    free_workspace(storage);
     return converged ? 1 : 0;
 }
 

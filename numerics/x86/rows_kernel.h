@@ -23,7 +23,7 @@ inline void store(float* p, Lane v) {
 constexpr int terms = 64;
 void gather(const float* const* rows, int count, int from, int length, float* tile) {
     int k = 0;
-    for (; k + LANES <= length; k += LANES) {
+    for (; length - k >= LANES; k += LANES) {
         Lane square[LANES];
 #pragma GCC unroll 16
         for (int row = 0; row < LANES; ++row) {
@@ -67,14 +67,14 @@ void add_products(const float* tile, const float* const* b, int from, int length
 
 void row_products(const float* const* a, int rowsA, const float* const* b, int rowsB, int length, float* const* c) {
     constexpr int columnsAtOnce = 16;
-    for (int j = 0; j < rowsB; j += columnsAtOnce) {
-        const int columns = rowsB - j < columnsAtOnce ? rowsB - j : columnsAtOnce;
-        for (int i = 0; i < rowsA; i += LANES) {
-            const int rows = rowsA - i < LANES ? rowsA - i : LANES;
+    for (int j = 0, columns = 0; j < rowsB; j += columns) {
+        columns = rowsB - j < columnsAtOnce ? rowsB - j : columnsAtOnce;
+        for (int i = 0, rows = 0; i < rowsA; i += rows) {
+            rows = rowsA - i < LANES ? rowsA - i : LANES;
             Lane sums[columnsAtOnce] = {};
             float tile[terms * LANES];
-            for (int from = 0; from < length; from += terms) {
-                const int n = length - from < terms ? length - from : terms;
+            for (int from = 0, n = 0; from < length; from += n) {
+                n = length - from < terms ? length - from : terms;
                 gather(a + i, rows, from, n, tile);
                 int column = 0;
                 for (; column + 4 <= columns; column += 4) {
@@ -98,12 +98,12 @@ void row_products(const float* const* a, int rowsA, const float* const* b, int r
 }
 
 void row_sums(const float* const* a, int rowsA, int length, float* result) {
-    for (int i = 0; i < rowsA; i += LANES) {
-        const int rows = rowsA - i < LANES ? rowsA - i : LANES;
+    for (int i = 0, rows = 0; i < rowsA; i += rows) {
+        rows = rowsA - i < LANES ? rowsA - i : LANES;
         Lane sum = {};
         float tile[terms * LANES];
-        for (int from = 0; from < length; from += terms) {
-            const int n = length - from < terms ? length - from : terms;
+        for (int from = 0, n = 0; from < length; from += n) {
+            n = length - from < terms ? length - from : terms;
             gather(a + i, rows, from, n, tile);
             for (int k = 0; k < n; ++k) {
                 sum += load(tile + k * LANES);
@@ -118,7 +118,7 @@ void row_sums(const float* const* a, int rowsA, int length, float* result) {
 void combine_rows(const float* weights, const float* const* rows, int count, int length, float* result) {
     constexpr int vectors = 4;
     int j = 0;
-    for (; j + vectors * LANES <= length; j += vectors * LANES) {
+    for (; length - j >= vectors * LANES; j += vectors * LANES) {
         Lane sum[vectors] = {};
         for (int k = 0; k < count; ++k) {
 #pragma GCC unroll 4
@@ -131,7 +131,7 @@ void combine_rows(const float* weights, const float* const* rows, int count, int
             store(result + j + v * LANES, sum[v]);
         }
     }
-    for (; j + LANES <= length; j += LANES) {
+    for (; length - j >= LANES; j += LANES) {
         Lane sum = {};
         for (int k = 0; k < count; ++k) {
             sum += weights[k] * load(rows[k] + j);
@@ -151,7 +151,7 @@ void subtract_combination(const float* given, const float* weights, const float*
                           float* result) {
     constexpr int vectors = 4;
     int j = 0;
-    for (; j + vectors * LANES <= length; j += vectors * LANES) {
+    for (; length - j >= vectors * LANES; j += vectors * LANES) {
         Lane rest[vectors];
 #pragma GCC unroll 4
         for (int v = 0; v < vectors; ++v) {

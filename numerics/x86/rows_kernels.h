@@ -1,6 +1,7 @@
 #pragma once
 
-/// The sums of numerics/rows.h for processors with AVX2 and with AVX-512: the same bits.
+/// The sums of numerics/rows.h for processors with AVX2 and with AVX-512: the same bits, but which NaN stands for a NaN
+/// is left open.
 namespace numerics {
 
 #define ORIDAN_ROWS_KERNEL(name)                                                                                       \

@@ -60,7 +60,7 @@ inline Mask test(__m256i word, Bits bits) {
     return _mm256_castsi256_ps(_mm256_cmpgt_epi32(_mm256_and_si256(word, bits), _mm256_setzero_si256()));
 }
 inline Mask test(const unsigned* word, Bits bits) {
-    return test(_mm256_set1_epi32(static_cast<int>(*word)), bits);
+    return test(_mm256_set1_epi32(static_cast<int>(*word)), bits); // NOLINT(clang-analyzer-core.NullDereference)
 }
 /// Bit l for lane l.
 inline Bits lane_bits() {

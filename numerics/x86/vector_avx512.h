@@ -66,7 +66,8 @@ inline Mask mask_of(unsigned bits) {
     return static_cast<Mask>(bits);
 }
 inline Mask test(const unsigned* word, Bits bits) {
-    Mask m = _mm512_test_epi32_mask(_mm512_set1_epi32(static_cast<int>(*word)), bits);
+    const int all = static_cast<int>(*word); // NOLINT(clang-analyzer-core.NullDereference)
+    Mask m = _mm512_test_epi32_mask(_mm512_set1_epi32(all), bits);
 #ifdef __clang__
     // Else clang turns masked operations round into plain ones and blends by the inverse mask: a third slower.
     __asm__("" : "+k"(m));

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstdint>
 #include <cstring>
+#include <functional>
 #include <set>
 #include <string>
 #include <vector>
@@ -179,6 +180,20 @@ void add_decompositions(std::vector<Case>& cases) {
         int rotations = 0;
         jacobi(a, 4, w, b, &rotations);
     });
+    // In vectors, and, refused the memory for that, without.
+    cases.push_back({"jacobi/of order 12",
+                     [](Watch& watch) {
+                         Square a(1, 12);
+                         Square v(1, 12);
+                         std::vector<float> d(13);
+                         int rotations = 0;
+                         const int result =
+                             watch([&] { return jacobi(a.handle(), 12, d.data(), v.handle(), &rotations); });
+                         return std::to_string(result) + " " + std::to_string(rotations) + " " +
+                                std::to_string(std::hash<std::string>()(a.told() + v.told() + tell(d)));
+                     },
+                     {},
+                     {inVector}});
     add_matrix_routine(cases, "svdcmp", 1, {inVector}, [](float** a, float** b, float* w) { svdcmp(a, 4, 4, w, b); });
     add_matrix_routine(cases, "svdvar", 1, {inVector}, [](float** a, float** b, float* w) { svdvar(a, 4, w, b); });
     add_matrix_routine(cases, "svbksb", 1, {inVector}, [](float** a, float** b, float* w) {

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <climits>
+#include <cstdint>
 #include <limits>
 #include <vector>
 
@@ -221,6 +222,44 @@ TEST(TransposematrixMatrixMult, MatchesThePlainDefinitionBitForBit) {
             ASSERT_TRUE(same_bits(expected, c, 0, n - 1, n - 1)) << n << " " << m;
             ASSERT_TRUE(c.frame_untouched());
         }
+    }
+}
+
+// Of two different NaNs in a product one survives, and which is left open; but it is the same on both sides of the
+// diagonal.
+TEST(TransposematrixMatrixMult, TheUpperTriangleHasTheBitsOfTheLowerAlsoWhereTheyAreThoseOfNaNs) {
+    Random random(41);
+    for (int n = 2; n <= 70; ++n) {
+        const int m = 1 + random.below(40);
+        Rows a = random_rows(random, n, m);
+        for (auto& row : a) {
+            for (float& value : row) {
+                if (random.below(3) == 0) {
+                    const std::uint32_t sign = random.below(2) == 0 ? 0U : 0x80000000U;
+                    value = support::float_of(sign | 0x7FC00000U | static_cast<std::uint32_t>(random.below(1 << 20)));
+                }
+            }
+        }
+        GuardedMatrix ga(0, a);
+        GuardedMatrix c(0, n, n);
+        transposematrix_matrix_mult(ga.handle(), c.handle(), n, m);
+        for (int i = 0; i < n; ++i) {
+            for (int j = 0; j < i; ++j) {
+                ASSERT_EQ(support::bits_of(c(i, j)), support::bits_of(c(j, i)))
+                    << n << " " << m << " " << i << " " << j;
+            }
+        }
+        EXPECT_TRUE(c.frame_untouched());
+    }
+}
+
+TEST(TransposematrixMatrixMult, WithoutTermsNothingIsCopiedEither) {
+    const Rows before{{1.0f, 2.0f}, {3.0f, 4.0f}};
+    for (const int none : {0, -1, INT_MIN}) {
+        GuardedMatrix a(0, before);
+        GuardedMatrix c(0, before);
+        transposematrix_matrix_mult(a.handle(), c.handle(), 2, none);
+        EXPECT_TRUE(same_bits(before, c, 0, 1, 1)) << none;
     }
 }
 

@@ -114,6 +114,15 @@ TEST(Potential, InLineWithTheDipoleOnlyTheRadialMomentCounts) {
     }
 }
 
+TEST(Potential, ATangentialPartHoweverSmallIsDividedByItsLength) {
+    // The scaled perpendicular's square is 4e-312, no zero yet; the geometry is the same at any scale.
+    const double shrunk = 0x1p-172;
+    const double value = at({0, 0, shrunk}, {1, 2, 3}, {2 * shrunk, 0, 2 * shrunk});
+    const double unscaled = at({0, 0, 1}, {1, 2, 3}, {2, 0, 2});
+    EXPECT_NEAR(value * shrunk * shrunk / unscaled, 1.0, 1e-9);
+    EXPECT_GT(std::fabs(unscaled / at({0, 0, 1}, {0, 2, 3}, {2, 0, 2}) - 1.0), 0.1) << "the part matters";
+}
+
 // In line up to rounding, where the cosine may come out above 1.
 TEST(Potential, ACosineAboveOneCountsAsOne) {
     support::Random random(11);

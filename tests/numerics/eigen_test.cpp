@@ -3,9 +3,11 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <climits>
 #include <cmath>
 #include <limits>
+#include <string>
 #include <vector>
 
 #include "tests/numerics/plain_jacobi.h"
@@ -252,6 +254,39 @@ TEST(Jacobi, ReturnsZeroSilentlyWhenTheOffDiagonalSumNeverVanishes) {
     compare_with_plain(infinite);
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+}
+
+TEST(Jacobi, TheFiftiethSweepIsTheLastAndWhatItLeavesIsNotLookedAt) {
+    // In an order that the plain loop takes, and in two that vectors do.
+    for (const auto& [order, first, step] : {std::array{8, 0, 1}, std::array{11, 2, 1}, std::array{40, 1, 5}}) {
+        for (const test_matrices::Stubborn& matrix : test_matrices::stubbornOnes) {
+            SCOPED_TRACE(std::to_string(matrix.sweeps) + " sweeps, order " + std::to_string(order));
+            const Rows a = test_matrices::stubborn(matrix.signs, order, first, step);
+            JacobiRun run(a);
+            EXPECT_EQ(run.result, matrix.sweeps < 50 ? 1 : 0);
+            bool isDiagonal = true;
+            for (int i = 1; i <= order; i++) {
+                for (int j = i + 1; j <= order; j++) {
+                    isDiagonal = isDiagonal && run.a(i, j) == 0.0f;
+                }
+            }
+            EXPECT_EQ(isDiagonal, matrix.sweeps <= 50);
+            EXPECT_EQ(run.nrot == matrix.rotations, matrix.sweeps <= 50) << run.nrot;
+            compare_with_plain(a);
+        }
+    }
+}
+
+TEST(Jacobi, SomeFiniteMatricesAreRotatedForEver) {
+    const Rows a = test_matrices::stubborn("++0", 3);
+    ASSERT_EQ(plain::jacobi(test_matrices::one_based(a), 3, 1000).nrot, 3 * 1000);
+    JacobiRun run(a);
+    EXPECT_EQ(run.result, 0);
+    EXPECT_EQ(run.nrot, 3 * 50); // every element in every sweep
+    for (int i = 1; i <= 3; i++) {
+        EXPECT_EQ(run.d[i], 0x1.8p-121f);
+    }
+    compare_with_plain(a);
 }
 
 TEST(Jacobi, ASumThatOverflowsInTheThresholdSweepsStillConverges) {

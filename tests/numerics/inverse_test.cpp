@@ -415,6 +415,39 @@ TEST(GetSQRTMatrix, MatchesThePlainDefinitionBitForBit) {
     }
 }
 
+TEST(GetSQRTMatrix, TheErrorIsADoubleSumOfFloatSquares) {
+    // After their first pass the errors are 1e-8 times 1 + 3e-10 and 1 - 2e-10. Exact squares, or a float sum, would
+    // come out on the other side of the limit.
+    const Rows goesOn{{0x1.ff1d98p-1f, -0x1.d4ed66p-10f, -0x1.613eacp-9f},
+                      {0x1.4cc136p-7f, 0x1.fcc9f6p-1f, 0x1.831b58p-8f},
+                      {0x1.48deb6p-7f, 0x1.15db46p-6f, 0x1.03420ap+0f}};
+    const Rows ends{{0x1.fea87p-1f, 0x1.35b068p-7f, 0x1.85b884p-7f},
+                    {-0x1.b225bp-7f, 0x1.ffd078p-1f, -0x1.1888cap-7f},
+                    {0x1.41dccap-9f, -0x1.a3297p-7f, 0x1.fc79e8p-1f}};
+    for (const Rows& a : {goesOn, ends}) {
+        const Rows minv = plain::inverse(a);
+        double error = 0.0;
+        double exact = 0.0;
+        float narrow = 0.0f;
+        for (std::size_t i = 0; i < 3; i++) {
+            for (std::size_t j = 0; j < 3; j++) {
+                const double unit = i == j ? 1.0 : 0.0;
+                const float m = static_cast<float>((static_cast<double>(a[i][j] + minv[i][j]) * 0.5 + unit) * 0.5);
+                const float difference = m - static_cast<float>(unit);
+                const float squared = difference * difference;
+                error += static_cast<double>(squared);
+                exact += static_cast<double>(difference) * static_cast<double>(difference);
+                narrow += squared;
+            }
+        }
+        ASSERT_NE(error > 1e-8, exact > 1e-8);
+        ASSERT_NE(error > 1e-8, static_cast<double>(narrow) > 1e-8);
+        const plain::Root expected = plain::square_root(a);
+        ASSERT_EQ(expected.passes, error > 1e-8 ? 2 : 1);
+        EXPECT_TRUE(equal(expected.root, square_root(a)));
+    }
+}
+
 TEST(GetSQRTMatrix, NonFiniteInputEndsAfterOnePass) {
     // NaN is not greater than the limit.
     ASSERT_EQ(plain::square_root({{notANumber, 0.0f}, {0.0f, 1.0f}}).passes, 1);
@@ -599,7 +632,11 @@ const Rows fourTwoOne = observations_with_variances({4.0f, 2.0f, 1.0f});
 
 TEST(Whitening, FractionOneKeepsOneComponent) {
     const TemporaryFolder folder(TemporaryFolder::Use::asCurrentDirectory);
+    testing::internal::CaptureStdout();
+    testing::internal::CaptureStderr();
     Whitening result(fourTwoOne, 3, 1.0f);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), ""); // the reduction is told nobody
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
     EXPECT_EQ(result.ncomp, 1);
     EXPECT_NEAR(std::fabs(result.w(0, 0)), 0.5f, 1e-6f);
     EXPECT_NEAR(std::fabs(result.dw(0, 0)), 2.0f, 1e-6f);
@@ -795,6 +832,25 @@ int fail_every_allocation(Body body) {
 }
 
 } // namespace
+
+TEST(InverseDeathTest, ADecompositionBeginsWhenAllItsMatricesAreThere) {
+    // u, v, w and three work matrices, two blocks each but w; then what the decomposition asks for.
+    const std::string first = "allocation failure 1 in matrix()";
+    const std::string second = "allocation failure 2 in matrix()";
+    const std::string vector = "allocation failure in vector()";
+    const std::string messages[] = {first,  second, first,  second, vector, first,
+                                    second, first,  second, first,  second, vector};
+    GuardedMatrix a(0, identity(2));
+    GuardedMatrix b(0, 2, 2);
+    for (int call = 0; call < 12; call++) {
+        EXPECT_FATAL(
+            {
+                const AllocationProbe probe(call);
+                getInverseMatrixUsingSVD(a.handle(), b.handle(), 2, true);
+            },
+            messages[call]);
+    }
+}
 
 TEST(InverseDeathTest, EveryFailedAllocationIsFatal) {
     const TemporaryFolder folder(TemporaryFolder::Use::asCurrentDirectory);

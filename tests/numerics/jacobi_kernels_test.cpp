@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cmath>
 #include <functional>
 #include <limits>
@@ -11,7 +12,10 @@
 #include <vector>
 
 #include "numerics/cpu.h"
+#include "numerics/eigen.h"
 #include "tests/numerics/plain_jacobi.h"
+#include "tests/numerics/test_matrices.h"
+#include "tests/support/allocation_probe.h"
 #include "tests/support/bits.h"
 
 using numerics::InstructionSet;
@@ -173,6 +177,65 @@ TEST(JacobiKernels, LargeMatricesHaveTheBitsOfTheDefinition) {
         expect_the_bits_of_the_definition(epochs(n, 30.0f, random), n, "noisy epochs");
     }
 }
+
+TEST(JacobiKernels, TheFiftiethSweepIsTheLast) {
+    for (const test_matrices::Stubborn& matrix : test_matrices::stubbornOnes) {
+        for (const auto& [order, first, step] : {std::array{8, 0, 1}, std::array{19, 3, 2}, std::array{50, 6, 5}}) {
+            const Rows a = test_matrices::stubborn(matrix.signs, order, first, step);
+            expect_the_bits_of_the_definition(test_matrices::one_based(a), order,
+                                              std::to_string(matrix.sweeps) + " sweeps");
+        }
+    }
+    // Elements everywhere, so that waves go over them, without an end.
+    Random random(33);
+    for (const int order : {12, 24, 37}) {
+        std::string signs;
+        for (int i = 0; i < order * (order - 1) / 2; ++i) {
+            signs += "+-0"[random.below(3)];
+        }
+        const Rows a = test_matrices::one_based(test_matrices::stubborn(signs, order));
+        ASSERT_EQ(plain::jacobi(a, order, 60).result, 0);
+        expect_the_bits_of_the_definition(a, order, "without an end");
+    }
+}
+
+#ifdef ORIDAN_X86_KERNELS
+TEST(JacobiKernels, WithoutTheirStorageTheyTouchNothingAndThePlainLoopDoesIt) {
+    Random random(34);
+    constexpr int n = 12;
+    const Rows given = epochs(n, 30.0f, random);
+    for (const Kernel& kernel : kernels_that_run_here()) {
+        SCOPED_TRACE(kernel.name);
+        GuardedMatrix a(1, given);
+        GuardedMatrix v(1, n, n);
+        GuardedVector d(1, n);
+        int nrot = -1;
+        int result = 0;
+        {
+            const AllocationProbe probe(0);
+            result = kernel.jacobi(a.handle(), n, d.handle(), v.handle(), &nrot);
+            EXPECT_EQ(probe.calls(), 1);
+        }
+        EXPECT_EQ(result, kernels::noStorage);
+        EXPECT_TRUE(support::same_bits(given, a.values(), 1, n, n));
+        EXPECT_TRUE(v.untouched());
+        EXPECT_TRUE(d.untouched());
+        EXPECT_EQ(nrot, -1);
+
+        const plain::Eigen expected = plain::jacobi(given, n);
+        {
+            const AllocationProbe probe(0);
+            result = jacobi(a.handle(), n, d.handle(), v.handle(), &nrot);
+            EXPECT_EQ(probe.calls(), 3); // and the two vectors of the plain loop
+        }
+        EXPECT_EQ(result, 1);
+        EXPECT_EQ(nrot, expected.nrot);
+        EXPECT_TRUE(support::same_bits(expected.a, a.values(), 1, n, n));
+        EXPECT_TRUE(support::same_bits(expected.v, v.values(), 1, n, n));
+        EXPECT_TRUE(support::same_bits(expected.d.data(), d.handle(), 1, n));
+    }
+}
+#endif
 
 TEST(JacobiKernels, OneOfThemRunsWhereTheProcessorHasIt) {
     const std::size_t expected = numerics::instruction_set() == InstructionSet::avx512 ? 2U

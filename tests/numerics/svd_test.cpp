@@ -841,6 +841,74 @@ TEST(Svdfit, MatchesThePlainDefinitionBitForBit) {
     }
 }
 
+namespace {
+
+// What svdfit asked the basis functions for.
+std::vector<float> asked;
+
+void recording_basis(float x, float* afunc, int ma) {
+    asked.push_back(x);
+    line_basis(x, afunc, ma);
+    // What an earlier call left does not stand any more.
+    if (asked.size() > 4) {
+        afunc[2] += 100.0f;
+    }
+}
+
+// Row x of a design matrix that a test chooses.
+Rows design;
+
+void rows_of_the_design(float x, float* afunc, int ma) {
+    for (int j = 1; j <= ma; j++) {
+        afunc[j] = design[static_cast<std::size_t>(x)][static_cast<std::size_t>(j - 1)];
+    }
+}
+
+Fit fit_of_the_design(const Rows& rows) {
+    design = rows;
+    std::vector<float> x;
+    for (std::size_t i = 0; i < rows.size(); i++) {
+        x.push_back(static_cast<float>(i));
+    }
+    const std::vector<float> ones(rows.size(), 1.0f);
+    return {x, ones, ones, column_count(rows), rows_of_the_design};
+}
+
+} // namespace
+
+TEST(Svdfit, TheBasisIsAskedAtEveryPointInOrderOnceForTheDesignAndOnceForTheResiduals) {
+    asked.clear();
+    Fit fit({0.5f, -1.0f, 2.0f, 3.0f}, {1.0f, 3.0f, 5.0f, 7.0f}, {1.0f, 1.0f, 1.0f, 1.0f}, 2, recording_basis);
+    EXPECT_EQ(asked, (std::vector<float>{0.5f, -1.0f, 2.0f, 3.0f, 0.5f, -1.0f, 2.0f, 3.0f}));
+    // The residuals are those of the second answers, which lie 100 slopes higher.
+    EXPECT_GT(fit.chisq, 1000.0f * std::fabs(fit.a[2]));
+}
+
+TEST(Svdfit, DoesNotAskWhetherTheDecompositionConverged) {
+    // The unconverged value is negative, so below the threshold, and is dropped as any other; its size is not looked
+    // at.
+    Fit fit = fit_of_the_design(neverConverges);
+    EXPECT_TRUE(NoConvergenceInSVD);
+    const plain::Svd expected = plain_run(1, neverConverges);
+    const float limit = float(1e-5 * double(*std::max_element(expected.w.begin() + 1, expected.w.end())));
+    int negative = 0;
+    for (int j = 1; j <= 3; j++) {
+        const float value = expected.w[std::size_t(j)];
+        negative += value < -limit;
+        EXPECT_TRUE(same_bits(value < limit ? 0.0f : value, fit.w[j])) << j;
+    }
+    EXPECT_GT(negative, 0);
+}
+
+TEST(Svdfit, TheLargestValueIsLookedForFromZeroOn) {
+    // The first two values overflow to NaN, which is no largest value: the third is, and the fourth far below it.
+    Fit fit = fit_of_the_design(
+        {{3e20f, 1e20f, 0.0f, 0.0f}, {1e20f, 1e20f, 0.0f, 0.0f}, {0.0f, 0.0f, 1.0f, 0.0f}, {0.0f, 0.0f, 0.0f, 1e-9f}});
+    EXPECT_TRUE(std::isnan(fit.w[1]));
+    EXPECT_EQ(fit.w[3], 1.0f);
+    EXPECT_EQ(fit.w[4], 0.0f);
+}
+
 TEST(Svdfit, AStandardDeviationOfZeroGivesNonFiniteResults) {
     Fit fit({0.0f, 1.0f}, {1.0f, 2.0f}, {0.0f, 1.0f}, 2, line_basis);
     EXPECT_FALSE(std::isfinite(fit.chisq));

@@ -128,6 +128,42 @@ inline support::Rows covariance(support::Random& random, int n, int samples) {
     return result;
 }
 
+/// Elements that rotations do not get rid of: so small that rounding gives back what a rotation takes away, beside
+/// equal diagonal elements that they are too small to change and too large to vanish beside, so that every angle stays
+/// 45 degrees. `signs` are those of the elements above the diagonal, row by row, in units of the smallest float. They
+/// stand from row `first` on, every `step` rows, in a matrix of the given order that is diagonal otherwise.
+inline support::Rows stubborn(const std::string& signs, int order, int first = 0, int step = 1) {
+    support::Rows a = support::make_rows(order, order);
+    for (std::size_t i = 0; i < a.size(); i++) {
+        a[i][i] = static_cast<float>(i);
+    }
+    int count = 1;
+    while (count * (count - 1) / 2 < static_cast<int>(signs.size())) {
+        count++;
+    }
+    std::size_t next = 0;
+    for (int i = 0; i < count; i++) {
+        const std::size_t p = static_cast<std::size_t>(first + i * step);
+        a[p][p] = 0x1.8p-121f;
+        for (int j = i + 1; j < count; j++) {
+            const std::size_t q = static_cast<std::size_t>(first + j * step);
+            const char sign = signs[next++];
+            a[p][q] = a[q][p] = sign == '+' ? 0x1p-149f : sign == '-' ? -0x1p-149f : 0.0f;
+        }
+    }
+    return a;
+}
+
+/// Such matrices that are diagonal after all when so many sweeps have been made.
+struct Stubborn {
+    const char* signs;
+    int sweeps;
+    int rotations;
+};
+constexpr Stubborn stubbornOnes[] = {{"-+00--+--00+00+00--0-++-000-", 49, 872},
+                                     {"+0++---+-0++0--+00-++0+00+--", 50, 873},
+                                     {"0--0---0---0+0-+0+-0+--+++-+", 51, 868}};
+
 inline void make_symmetric(support::Rows& a) {
     for (std::size_t i = 0; i < a.size(); i++) {
         for (std::size_t j = 0; j < i; j++) {

@@ -212,6 +212,14 @@ TEST(Betacf, AZeroDenominatorIsReplaced) {
     EXPECT_NEAR(betacf(1.0, 3.0, 0.5), 14.0 / 3.0, 3e-6);
 }
 
+TEST(Betacf, AZeroOnTheWayIsReplacedInEachOfItsFourPlaces) {
+    // Each of these meets an exact 0 in one place only; the fractions' values follow from I_x (mpmath).
+    EXPECT_NEAR(betacf(7.0, 4.0, 0.75) / 12.4, 1.0, 3e-7);                 // the even step's denominator
+    EXPECT_NEAR(betacf(4.25, 22.75, 0.625) / 1631859.41302039, 1.0, 3e-7); // its numerator
+    EXPECT_NEAR(betacf(16.0, 22.0, 0.5) / 17.8899141943434, 1.0, 3e-7);    // the odd step's denominator
+    EXPECT_NEAR(betacf(5.0, 16.0, 0.5) / 134.465944272446, 1.0, 3e-7);     // its numerator
+}
+
 TEST(Betacf, ArgumentsAreDouble) {
     // 1 - x of single precision would be 1 - 2^-24 at the nearest.
     const double x = 1.0 - 1e-12;

@@ -87,6 +87,82 @@ TEST(Erfcc, SquaresAndTakesTInSinglePrecisionAndTheRestInDouble) {
     EXPECT_GT(tMattered, 100);
 }
 
+TEST(Erfcc, TheExponentStartsWithTheSquare) {
+    // Rare arguments where another order of the three terms shows in the last bit.
+    const auto series = [](double t) {
+        const double coefficients[] = {0.17087277,  -0.82215223, 1.48851587, -1.13520398, 0.27886807,
+                                       -0.18628806, 0.09678418,  0.37409196, 1.00002368};
+        double sum = 0.0;
+        for (const double coefficient : coefficients) {
+            sum = t * (coefficient + sum);
+        }
+        return sum;
+    };
+    for (const float z : {4.36793566f}) {
+        const double t = static_cast<double>(static_cast<float>(1.0 / (1.0 + 0.5 * static_cast<double>(z))));
+        const double squared = static_cast<double>(z * z);
+        double exponent = -squared;
+        exponent -= 1.26551223;
+        exponent += series(t);
+        const float expected = static_cast<float>(t * std::exp(exponent));
+        const double other = series(t) - 1.26551223 - squared;
+        ASSERT_NE(expected, static_cast<float>(t * std::exp(other)));
+        EXPECT_TRUE(support::same_bits(expected, erfcc(z))) << z;
+    }
+}
+
+// The Chebyshev sum from its last term down, all of its partial sums kept.
+double chebyshev_erfc(double z) {
+    const double c[28] = {-1.3026537197817094,
+                          0.6419697923564902,
+                          1.9476473204185836e-2,
+                          -9.561514786808631e-3,
+                          -9.46595344482036e-4,
+                          3.66839497852761e-4,
+                          4.2523324806907e-5,
+                          -2.0278578112534e-5,
+                          -1.624290004647e-6,
+                          1.303655835580e-6,
+                          1.5626441722e-8,
+                          -8.5238095915e-8,
+                          6.529054439e-9,
+                          5.059343495e-9,
+                          -9.91364156e-10,
+                          -2.27365122e-10,
+                          9.6467911e-11,
+                          2.394038e-12,
+                          -6.886027e-12,
+                          8.94487e-13,
+                          3.13092e-13,
+                          -1.12708e-13,
+                          3.81e-16,
+                          7.106e-15,
+                          -1.523e-15,
+                          -9.4e-17,
+                          1.21e-16,
+                          -2.8e-17};
+    const double t = 2.0 / (2.0 + z);
+    const double y = 4.0 * t - 2.0;
+    double b[30] = {};
+    for (int j = 27; j >= 1; --j) {
+        b[j] = y * b[j + 1];
+        b[j] -= b[j + 2];
+        b[j] += c[j];
+    }
+    const double mean = 0.5 * (c[0] + y * b[1]);
+    double exponent = -(z * z);
+    exponent += mean;
+    exponent -= b[2];
+    return t * std::exp(exponent);
+}
+
+TEST(Erfccheb, SumsInTheOrderOfItsDefinitionBitForBit) {
+    for (double z = 0.0; z < 27.5; z += 0.00137) {
+        ASSERT_EQ(erfccheb(z), chebyshev_erfc(z)) << z;
+    }
+    ASSERT_EQ(erfccheb(1e-300), chebyshev_erfc(1e-300));
+}
+
 TEST(Erfccheb, KeepsItsStatedErrors) {
     WorstError one("erfccheb, 0 <= z <= 1, relative");
     WorstError six("erfccheb, 1 < z <= 6, relative");

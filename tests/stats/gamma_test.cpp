@@ -277,13 +277,17 @@ float fraction_in_single(float a, float x, float gln) {
                               static_cast<double>(value));
 }
 
-float series_in_single(float a, float x, float gln) {
+bool small_in_double(float term, float sum) {
+    return static_cast<double>(term) < static_cast<double>(sum) * 3.0e-7;
+}
+
+float series_in_single(float a, float x, float gln, bool (*small)(float term, float sum) = small_in_double) {
     float term = 1.0f / a;
     float sum = term;
     for (float ap = a + 1.0f;; ap += 1.0f) {
         term *= x / ap;
         sum += term;
-        if (static_cast<double>(term) < static_cast<double>(sum) * 3.0e-7) {
+        if (small(term, sum)) {
             break;
         }
     }
@@ -306,6 +310,19 @@ TEST(GserGcf, KeepSinglePrecisionStepByStep) {
             ASSERT_TRUE(support::same_bits(fraction_in_single(a, x, gln), result)) << "a " << a << " x " << x;
         }
         EXPECT_EQ(gln, static_cast<float>(gammln(row[0])));
+    }
+}
+
+TEST(Gser, TheLastTermIsFoundInDouble) {
+    // Terms that are below the limit, but not below the float next to it.
+    const auto smallInFloat = [](float term, float sum) { return term < sum * 3.0e-7f; };
+    for (const auto& [a, x] : {std::pair{5.41781187f, 3.95439267f}, std::pair{39.421566f, 32.8264236f},
+                               std::pair{66.6105881f, 61.3743591f}}) {
+        float result = 0.0f;
+        float gln = 0.0f;
+        gser(&result, a, x, &gln);
+        EXPECT_TRUE(support::same_bits(series_in_single(a, x, gln), result)) << a;
+        EXPECT_NE(series_in_single(a, x, gln, smallInFloat), result) << a;
     }
 }
 
@@ -340,6 +357,14 @@ TEST(Gcf, AZeroDenominatorIsReplaced) {
     float gln = 0.0f;
     gcf(&q, 1.75f, 0.25f, &gln);
     EXPECT_NEAR(q, gammq(1.75f, 0.25f), 3e-6);
+}
+
+TEST(Gcf, AZeroNumeratorIsReplaced) {
+    // Exactly 0 in one step, below the range that gammq leaves to the fraction; Q by mpmath.
+    float q = 0.0f;
+    float gln = 0.0f;
+    gcf(&q, 7.6875f, 2.9375f, &gln);
+    EXPECT_NEAR(q, 0.985072313104, 1e-5);
 }
 
 TEST(Gcf, OrdersUpTo6000ConvergeAboveTheSwitch) {
