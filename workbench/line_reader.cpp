@@ -12,7 +12,11 @@ namespace {
 
 constexpr std::size_t longestLine = 4096;
 
-bool is_utf8(const std::string& text) {
+// Names end at a zero for the system, wherever else it stands in them.
+bool is_text(const std::string& text) {
+    if (text.find('\0') != std::string::npos) {
+        return false;
+    }
     for (std::size_t at = 0; at < text.size();) {
         const std::size_t length = utf8_length(text, at);
         if (length == 0) {
@@ -55,7 +59,7 @@ std::optional<std::string> LineReader::next() {
     if (lineNumber_ == 1 && line.starts_with("\xEF\xBB\xBF")) {
         complain("plain UTF-8 text", "a byte order mark");
     }
-    if (!is_utf8(line)) {
+    if (!is_text(line)) {
         complain_about("UTF-8 text", line);
     }
     return line;

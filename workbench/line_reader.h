@@ -16,7 +16,7 @@ public:
     explicit LineReader(const std::filesystem::path& file);
 
     /// The next line without its end, or nothing at the end of the file. Throws InputError for a line that is not
-    /// UTF-8 text or longer than a text line can reasonably be.
+    /// UTF-8 text (bytes of 0 are none) or longer than a text line can reasonably be.
     std::optional<std::string> next();
 
     /// Throws InputError "FILE:LINE: expected ..., found ..." for the line last read. At the end of the file the

@@ -133,7 +133,7 @@ TEST_F(ProtocolFile, ConditionNamesAreChecked) {
     EXPECT_EQ(named(" a"), "4: expected a name without blanks around it, found \" a\"");
     EXPECT_EQ(named("a "), "4: expected a name without blanks around it, found \"a \"");
     EXPECT_EQ(named("a\tb"), "4: expected a name without control characters, found \"a?b\"");
-    EXPECT_EQ(named(std::string("a\0b", 3)), "4: expected a name without control characters, found \"a?b\"");
+    EXPECT_EQ(named(std::string("a\0b", 3)), "4: expected UTF-8 text, found \"Condition: a?b\"");
     EXPECT_EQ(named("a\x7F"), "4: expected a name without control characters, found \"a?\"");
     EXPECT_EQ(named("a\xC2\x85"), "4: expected a name without control characters, found \"a?\"");
     EXPECT_EQ(named("a\rb"), "4: expected a name without control characters, found \"a?b\"");

@@ -362,7 +362,7 @@ void add_batch_command(CLI::App& app) {
         "interrupted.\n"
         "Example, after workbench simulate -o demo.ctc:\n"
         "  echo recording,protocol,condition,pre,post,segment,components > jobs.csv\n"
-        "  echo demo.ctc,demo.prt,slice,0,63,50,3 >> jobs.csv\n"
+        "  echo demo.ctc,demo.prt,slice,0,64,50,3 >> jobs.csv\n"
         "  workbench batch jobs.csv --module build/release/OridanArtifactRemoval.so --jobs 2\n");
     command->callback([options] { batch(*options); });
 }

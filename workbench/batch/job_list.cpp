@@ -3,6 +3,7 @@
 #include <nlohmann/json.hpp>
 
 #include "workbench/batch/resume.h"
+#include "workbench/input_error.h"
 
 namespace workbench {
 
@@ -38,7 +39,12 @@ std::string job_list(const std::vector<Job>& jobs, const fs::path& results) {
         entry["log"] = (results / log_name(job)).string();
         list.push_back(entry);
     }
-    return list.dump(2) + "\n";
+    try {
+        return list.dump(2) + "\n";
+    } catch (const nlohmann::json::type_error&) {
+        throw InputError("the jobs cannot be listed as JSON: the folder of the jobs file or of the results has a name "
+                         "that is not UTF-8; give it another");
+    }
 }
 
 } // namespace workbench

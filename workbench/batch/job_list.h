@@ -8,7 +8,8 @@
 
 namespace workbench {
 
-/// The jobs and their files as JSON, for programs that start the jobs themselves.
+/// The jobs and their files as JSON, for programs that start the jobs themselves. Throws InputError for names
+/// that JSON cannot hold.
 std::string job_list(const std::vector<Job>& jobs, const std::filesystem::path& results);
 
 } // namespace workbench

@@ -1,5 +1,6 @@
 #include "workbench/batch/job_record.h"
 
+#include <algorithm>
 #include <array>
 #include <cstdio>
 #include <fstream>
@@ -58,6 +59,14 @@ Json optional_number(const std::optional<double>& value) {
 
 std::optional<double> number_or_nothing(const Json& value) {
     return value.is_number() ? std::optional<double>(value.get<double>()) : std::nullopt;
+}
+
+// A number with a sign, a fraction or an exponent is none that was written here, and need not fit.
+bool has_whole_counts(const Json& object) {
+    const Json& files = object.at("files");
+    return object.at("windows").is_number_unsigned() && std::all_of(files.begin(), files.end(), [](const Json& file) {
+               return file.at("size").is_number_unsigned();
+           });
 }
 
 } // namespace
@@ -128,7 +137,7 @@ std::string record_text(const JobRecord& record) {
 std::optional<JobRecord> record_from_text(const std::string& text) {
     try {
         const Json object = Json::parse(text);
-        if (object.at("workbench_batch_record").get<int>() != recordVersion) {
+        if (object.at("workbench_batch_record") != recordVersion || !has_whole_counts(object)) {
             return std::nullopt;
         }
         JobRecord record;

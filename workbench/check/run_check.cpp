@@ -9,6 +9,7 @@
 
 #include <unistd.h>
 
+#include "fileio/ctc_header.h"
 #include "workbench/check/channel_findings.h"
 #include "workbench/check/run_cost.h"
 #include "workbench/check/segment_findings.h"
@@ -51,16 +52,20 @@ std::vector<std::uint32_t> usable_channels(const std::vector<ChannelFindings>& f
 WindowSuggestion suggest_window(RecordingReader& recording, const std::vector<std::int64_t>& triggers,
                                 const RunSettings& given, const std::vector<std::uint32_t>& channels) {
     const float rate = recording.header().SamplingFrequency;
-    const std::uint64_t nSamples = recording.header().NrOfSamples;
+    const CTCStruct& header = recording.header();
+    const std::uint64_t nSamples = header.NrOfSamples;
     const TriggerFindings findings = examine_triggers(triggers, {0, 0}, nSamples);
     if (findings.distances != 0 && evenly_spaced(findings)) {
         return tiling_window(triggers, findings, given.pre.value_or(0), rate, nSamples);
     }
     const double farthest = farthestReach * static_cast<double>(rate) / 1000.0;
     const double wished = findings.distances == 0 ? farthest : std::min(findings.medianDistance, farthest);
-    const auto reach = std::clamp<std::int64_t>(static_cast<std::int64_t>(wished), 2,
-                                                std::max<std::int64_t>(2, static_cast<std::int64_t>(nSamples) / 4));
-    return window_around_triggers(triggers, examine_locked_power(recording, triggers, reach, channels), rate, nSamples);
+    // The average takes as much memory as it reaches: a header may promise any length, so what the file holds counts.
+    const std::uint64_t held = (fileio::total_samples(header) - recording.missing_elements()) / header.NrOfChannels;
+    const double reach = std::clamp(wished, 2.0, std::max(2.0, static_cast<double>(held / 4)));
+    return window_around_triggers(triggers,
+                                  examine_locked_power(recording, triggers, static_cast<std::int64_t>(reach), channels),
+                                  rate, nSamples);
 }
 
 int setting_of(CheckedSetting& setting, const std::optional<int>& given, int suggestion) {

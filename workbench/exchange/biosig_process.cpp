@@ -39,7 +39,7 @@ void restrain(const std::filesystem::path& file) {
     setrlimit(RLIMIT_CPU, &processor);
     const rlimit noCore{0, 0};
     setrlimit(RLIMIT_CORE, &noCore);
-#ifndef __SANITIZE_ADDRESS__ // which takes terabytes of addresses
+#ifndef ORIDAN_UNDER_ASAN // the sanitizer takes terabytes of addresses
     rlimit memory{};
     getrlimit(RLIMIT_AS, &memory);
     // The whole recording is loaded, as it is and as numbers of 8 bytes.

@@ -47,6 +47,14 @@ TEST(JobRecord, TextThatIsNoneIsNone) {
     std::string other = text;
     other.replace(other.find("\"done\""), 6, "\"dine\"");
     EXPECT_FALSE(workbench::record_from_text(other));
+    for (const char* number : {"-7", "7.5", "1e300", "18446744073709551616"}) {
+        other = text;
+        other.replace(other.find("\"windows\": 7"), 12, std::string("\"windows\": ") + number);
+        EXPECT_FALSE(workbench::record_from_text(other)) << number;
+        other = text;
+        other.replace(other.find("5000000000"), 10, number);
+        EXPECT_FALSE(workbench::record_from_text(other)) << number;
+    }
     for (std::size_t length = 0; length + 2 < text.size(); ++length) {
         EXPECT_FALSE(workbench::record_from_text(text.substr(0, length))) << length;
     }

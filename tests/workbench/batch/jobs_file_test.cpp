@@ -130,6 +130,11 @@ TEST_F(JobsFileTest, OutputsStayInTheResultsFolder) {
     EXPECT_EQ(read(start + "a/../b.ctc\n").jobs.at(0).output, "b.ctc");
 }
 
+TEST_F(JobsFileTest, NamesThatEndEarlierForTheSystemAreRefused) {
+    const std::string start = header.substr(0, header.size() - 1) + ",output\na.ctc,a.prt,x,0,63,50,3,";
+    expect_part(refused(start + std::string("b\0.ctc\n", 7)), ":2: expected UTF-8 text, found \"a.ctc");
+}
+
 TEST_F(JobsFileTest, TwoLinesCannotHaveOneResult) {
     expect_part(problem(header + "x/a.ctc,a.prt,x,0,63,50,3\n./x/a.ctc,a.prt,x,0,63,50,4\n"),
                 "jobs.csv:3: gives the same result x/a_OBS.ctc as line 2");

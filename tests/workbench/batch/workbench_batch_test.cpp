@@ -441,6 +441,13 @@ TEST_F(WorkbenchBatch, ListNamesTheFilesAndRunsNothing) {
     EXPECT_FALSE(folder.has("out"));
 }
 
+TEST_F(WorkbenchBatch, ListOfNamesThatJsonCannotHoldIsRefused) {
+    const CommandResult result = run_command({WORKBENCH_PROGRAM, "batch", "jobs.csv", "--list", "-o", "o\xE9"});
+    EXPECT_EQ(result.status, 2);
+    EXPECT_EQ(result.out, "");
+    EXPECT_NE(result.err.find("workbench: the jobs cannot be listed as JSON: "), std::string::npos) << result.err;
+}
+
 TEST_F(WorkbenchBatch, TerminalShowsAnOverviewThatGoesAway) {
     if (!support::has_terminals()) {
         GTEST_SKIP() << "this system gives out no pseudo-terminals";

@@ -304,7 +304,25 @@ TEST_F(CommandCheck, TellsOfATableCutShort) {
     EXPECT_NE(findings()["problems"].dump().find("1000 sample values are missing"), std::string::npos);
 }
 
-#if !defined(__SANITIZE_ADDRESS__)
+// A header that promises three million samples at 1 MHz, of which ten thousand are there: the average around triggers
+// that are far apart took memory for hundreds of thousands, and the window that it suggested was refused in the end.
+TEST_F(CommandCheck, LooksOnlyAsFarAroundTriggersAsTheFileHoldsSamples) {
+    support::CtcHeader header;
+    header.nrOfSamples = 3'000'000;
+    header.samplingFrequency = 1e6f;
+    support::write_file("demo.ctc", support::ctc_header_bytes(header) + std::string(40'000, '\1'));
+    std::string protocol = "FileVersion: 1\nExperiment:\nTimeResolution: samples\n\nCondition: slice\n";
+    for (int i = 0; i < 12; ++i) {
+        protocol += std::to_string(250'000 * i + (i % 2) * 60'000) + "\n";
+    }
+    support::write_file("demo.prt", protocol);
+    const Json found = findings();
+    ASSERT_TRUE(found.is_object());
+    EXPECT_NE(found["problems"].dump().find("the data section is cut short"), std::string::npos);
+    EXPECT_EQ(found["settings"]["post_ms"]["suggestion"], 2);
+}
+
+#ifndef ORIDAN_UNDER_ASAN
 
 // The largest resident size among a program and what it started, in bytes.
 std::uint64_t peak_memory(const Words& words) {
