@@ -7,6 +7,11 @@ target_include_directories(oridan_flags INTERFACE "${CMAKE_SOURCE_DIR}")
 
 option(ORIDAN_WERROR "Treat warnings as errors" OFF)
 
+# Code and tests that count addresses or memory do without it where the address sanitizer takes most of both.
+if(CMAKE_CXX_FLAGS MATCHES "-fsanitize=[a-z,-]*address")
+  target_compile_definitions(oridan_flags INTERFACE ORIDAN_UNDER_ASAN)
+endif()
+
 # Warnings for our own code. Tests use it without the conversion checks, which fire inside test macros.
 add_library(oridan_warnings INTERFACE)
 target_compile_options(oridan_warnings INTERFACE -Wall -Wextra -Wpedantic -Wshadow

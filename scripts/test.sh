@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # test.sh
-# Installs what is missing, builds, and runs every test: as people run the module, then under the sanitizers.
+# Installs what is missing, builds, and runs every test: as people run the module, then under the sanitizers, whose build
+# also fuzzes what reads files, 20 seconds each from the inputs that are kept.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 scripts/setup.sh binutils doxygen pkg-config dpkg-dev file mandoc chromium chromium-driver python3-selenium \
@@ -13,3 +14,6 @@ for preset in release asan; do
   echo "== $preset: testing"
   ctest --preset "$preset" -j "$(nproc)"
 done
+
+echo "== asan: fuzzing"
+FUZZ_BUILD=build/asan scripts/fuzz.sh 20s

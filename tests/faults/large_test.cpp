@@ -12,6 +12,7 @@
 #include <sys/resource.h>
 
 #include "tests/faults/faulty_run.h"
+#include "tests/support/checkers.h"
 #include "tests/support/ctc_bytes.h"
 
 namespace {
@@ -21,11 +22,7 @@ using support::CommandResult;
 using support::read_file;
 using support::write_file;
 
-#if defined(__SANITIZE_ADDRESS__)
-constexpr bool countsMemory = false; // the sanitizers' own memory is what one would see
-#else
-constexpr bool countsMemory = true;
-#endif
+constexpr bool countsMemory = !support::withAddressSanitizer; // whose own memory is what one would see
 
 constexpr int nTriggers = 12;
 constexpr int apart = 100;                            // samples between triggers, in the small recording

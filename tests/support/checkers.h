@@ -4,15 +4,6 @@
 #include <cstring>
 
 /// Which memory checker the tests run under: a few limits and allocations behave differently there.
-/// ORIDAN_UNDER_ASAN is defined in builds with the address sanitizer.
-#if defined(__SANITIZE_ADDRESS__)
-#define ORIDAN_UNDER_ASAN 1
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer)
-#define ORIDAN_UNDER_ASAN 1
-#endif
-#endif
-
 namespace support {
 
 #ifdef ORIDAN_UNDER_ASAN
