@@ -54,7 +54,7 @@ keep() {
   mkdir -p "$build/corpus/$1" "fuzz/corpus/$1" "$scratch/$1.all" "$scratch/$1"
   find "fuzz/corpus/$1" "$build/corpus/$1" -type f -size -4097c -exec cp -t "$scratch/$1.all" {} +
   "$build/fuzz/fuzz_$1" -set_cover_merge=1 -use_counters=0 -close_fd_mask=3 -rss_limit_mb=2048 -malloc_limit_mb=0 \
-    "$scratch/$1" "$scratch/$1.all" >/dev/null 2>&1
+    -artifact_prefix="$scratch/" "$scratch/$1" "$scratch/$1.all" >/dev/null 2>&1
   # At most 100. Of the fewest that reach all, the largest reach the most.
   rm -rf "fuzz/corpus/$1"
   mkdir -p "fuzz/corpus/$1"
@@ -71,7 +71,7 @@ coverage() {
   done
   mkdir -p "$build/corpus/$1"
   LLVM_PROFILE_FILE=$profile.raw "$folder/fuzz/fuzz_$1" -runs=0 -close_fd_mask=3 -rss_limit_mb=2048 \
-    -malloc_limit_mb=0 "fuzz/corpus/$1" "$build/corpus/$1" >/dev/null 2>&1
+    -malloc_limit_mb=0 -artifact_prefix="$scratch/" "fuzz/corpus/$1" "$build/corpus/$1" >/dev/null 2>&1
   llvm-profdata-14 merge "$profile.raw" -o "$profile"
   llvm-cov-14 report "$folder/fuzz/fuzz_$1" -instr-profile="$profile" -ignore-filename-regex="$aside" "${sources[@]}" |
     awk -v target="$1" '$1 == "TOTAL" {

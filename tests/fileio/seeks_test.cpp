@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <csignal>
+#include <cstring>
 #include <filesystem>
 #include <functional>
 #include <string>
@@ -153,6 +154,65 @@ TEST(FailingSeeks, SavedTensorsAreTheRightOnesOrNotCalledSaved) {
         EXPECT_EQ(read_file(path), bytes);
         EXPECT_TRUE(folder.read("b.tfd") == bytes || (saved == 0 && !folder.has("b.tfd")));
     });
+}
+
+// Between the open and the look at what was opened, too.
+TEST(ReplacedAtASeek, TheFileThatHoldsTheSamplesIsNotWrittenOver) {
+    const TemporaryFolder folder;
+    const std::string bytes = ctc_header_bytes(recording_header()) + sixSamples;
+    const std::string otherBytes = ctc_header_bytes(recording_header()) + std::string(24, 'z');
+    const std::string path = folder.path("a.ctc");
+    const std::string moved = folder.path("moved.ctc");
+    int seeks = 1;
+    int ofTheFirst = 0;
+    for (int at = 0; at < seeks; ++at) {
+        SCOPED_TRACE("seek " + std::to_string(at));
+        folder.write("a.ctc", bytes);
+        folder.write("other.ctc", otherBytes);
+        CTCStruct ctc;
+        {
+            const SeekProbe probe(at, [&] {
+                std::filesystem::rename(path, moved);
+                std::filesystem::rename(folder.path("other.ctc"), path);
+            });
+            ASSERT_EQ(ReadEntireCTC(&ctc, path.c_str(), 1), 1);
+            seeks = probe.calls();
+        }
+        float sample = 0.0f;
+        ASSERT_EQ(transio_read_buffer(ctc.FileView, 0, 1, &sample), 1u);
+        const bool isFirst = std::memcmp(&sample, "abcd", 4) == 0;
+        ofTheFirst += isFirst ? 1 : 0;
+        EXPECT_EQ(WriteEntireCTC(&ctc, isFirst ? moved.c_str() : path.c_str(), 0), 0);
+        FreeCTCMemory(&ctc);
+        EXPECT_EQ(read_file(moved), bytes);
+        EXPECT_EQ(read_file(path), otherBytes);
+    }
+    EXPECT_GT(ofTheFirst, 0);
+    EXPECT_LT(ofTheFirst, seeks);
+}
+
+TEST(ReplacedAtASeek, AFileIsNotCutToTheLengthOfAnother) {
+    const TemporaryFolder folder;
+    const std::string path = folder.path("a");
+    const std::string longer(5000, 'z');
+    for (int at = 0; at < 3; ++at) { // the seeks of an open that lengthens
+        SCOPED_TRACE("seek " + std::to_string(at));
+        folder.write("a", "short");
+        folder.write("other", longer);
+        EXPECT_EQ(in_child([&] {
+                      std::signal(SIGXFSZ, SIG_IGN);
+                      transio_struct view;
+                      const unsigned int dims[1] = {20000};
+                      const SeekProbe probe(at, [&] { std::filesystem::rename(folder.path("other"), path); });
+                      if (!support::limit(RLIMIT_FSIZE, 10000) ||
+                          transio_open(&view, path.c_str(), 0, 1, dims, 0x0111) != 0) {
+                          return 2;
+                      }
+                      return probe.calls() > at ? 0 : 3;
+                  }),
+                  0);
+        EXPECT_EQ(folder.read("a"), longer);
+    }
 }
 
 } // namespace
