@@ -205,6 +205,15 @@ unsigned int set_samples(const float* src, const CTCStruct& ctc, const SampleRun
     return run.count;
 }
 
+// As many bytes as an element of the view has: nearly always those of a float, which are told apart to be one move.
+void copy_element(void* dest, const void* src, const transio_struct& view) {
+    if (view.elementSize == sizeof(float)) {
+        std::memcpy(dest, src, sizeof(float));
+    } else {
+        std::memcpy(dest, src, view.elementSize);
+    }
+}
+
 unsigned int get_floats(float* dest, const CTCStruct& ctc, const SampleRun& run) {
     if (ctc.FileView != nullptr && run.stride == 1) {
         transio_read_buffer(ctc.FileView, run.element(0), run.count, dest);
@@ -213,7 +222,7 @@ unsigned int get_floats(float* dest, const CTCStruct& ctc, const SampleRun& run)
     if (ctc.FileView != nullptr) {
         read_spread(*ctc.FileView, run, [&](unsigned int i, const void* bytes) {
             dest[i] = 0.0f;
-            std::memcpy(&dest[i], bytes, ctc.FileView->elementSize);
+            copy_element(&dest[i], bytes, *ctc.FileView);
         });
         return run.count;
     }
@@ -233,7 +242,7 @@ unsigned int set_floats(const float* src, const CTCStruct& ctc, const SampleRun&
     }
     if (ctc.FileView != nullptr) {
         write_spread(*ctc.FileView, run,
-                     [&](unsigned int i, void* bytes) { std::memcpy(bytes, &src[i], ctc.FileView->elementSize); });
+                     [&](unsigned int i, void* bytes) { copy_element(bytes, &src[i], *ctc.FileView); });
         return run.count;
     }
     const unsigned long long held = elements_held(ctc, ctc.FloatSamples);

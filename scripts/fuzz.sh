@@ -43,7 +43,7 @@ build() {
   local folder=$1
   shift
   mkdir -p "$folder"
-  [ -n "${FUZZ_BUILD:-}" ] && [ "$folder" = "$build" ] || cmake --preset fuzz -B "$folder" "$@" >/dev/null
+  [ "$folder" = "${FUZZ_BUILD:-}" ] || cmake --preset fuzz -B "$folder" "$@" >/dev/null
   if ! cmake --build "$folder" --target "${targets[@]/#/fuzz_}" >"$folder/fuzz.log" 2>&1; then
     tail -20 "$folder/fuzz.log" >&2
     exit 1

@@ -22,8 +22,6 @@ namespace workbench::exchange {
 
 namespace {
 
-constexpr std::uint64_t gigabyte = 1 << 30;
-
 // The library writes what it thinks to standard output and error; and a damaged file can make it ask for any amount of
 // memory, or never come to an end.
 void restrain(const std::filesystem::path& file) {
@@ -40,6 +38,7 @@ void restrain(const std::filesystem::path& file) {
     const rlimit noCore{0, 0};
     setrlimit(RLIMIT_CORE, &noCore);
 #ifndef ORIDAN_UNDER_ASAN // the sanitizer takes terabytes of addresses
+    constexpr std::uint64_t gigabyte = 1 << 30;
     rlimit memory{};
     getrlimit(RLIMIT_AS, &memory);
     // The whole recording is loaded, as it is and as numbers of 8 bytes.
